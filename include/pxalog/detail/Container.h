@@ -1,0 +1,36 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include <pxalog/Export.h>
+
+namespace pxa::detail {
+
+/// What an Array and a Dictionary have in common: a counted body. Counting is thread-safe.
+class Container {
+ public:
+  void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
+  void release() noexcept {
+    if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy();
+  }
+
+ protected:
+  enum class Type : std::uint8_t { Array, Dictionary };
+  explicit Container(Type type) noexcept : type_(type) {}
+  ~Container() = default;
+
+ private:
+  /// Destroys this body and whatever it alone holds, however deeply nested, in constant stack.
+  PXALOG_EXPORT void destroy() noexcept;
+  void destroyBody() noexcept;
+
+  std::atomic<std::uint32_t> references_{1};
+  const Type type_;
+  Container* nextToDestroy_ = nullptr;
+};
+
+class ArrayBody;
+class DictionaryBody;
+
+}  // namespace pxa::detail

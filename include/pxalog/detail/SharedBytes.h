@@ -1,0 +1,57 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include <pxalog/Export.h>
+
+namespace pxa::detail {
+
+/// The one buffer kind behind String and Data: immutable bytes, followed by a NUL, counted by reference.
+/// Counting is thread-safe; the bytes never change once the buffer has a second holder.
+class SharedBytes {
+ public:
+  /// What is known about the bytes as UTF-8 text; found out once, at the first question.
+  enum class Encoding : std::uint8_t { Unknown, Utf8, NotUtf8 };
+
+  constexpr SharedBytes(std::int32_t references, Encoding encoding, std::size_t size, const char* bytes)
+      : references_(references), encoding_(encoding), size_(size), bytes_(bytes) {}
+  SharedBytes(const SharedBytes&) = delete;
+  SharedBytes& operator=(const SharedBytes&) = delete;
+
+  /// A new buffer with one reference that holds a copy of the bytes.
+  PXALOG_EXPORT static SharedBytes* copyOf(std::string_view bytes, Encoding encoding);
+
+  /// Room for a header in front of bytes that a writer fills itself; see ByteBuffer.
+  static constexpr std::size_t kHeaderSize = 32;
+
+  void retain() noexcept {
+    if (references_.load(std::memory_order_relaxed) != kImmortal)
+      references_.fetch_add(1, std::memory_order_relaxed);
+  }
+  void release() noexcept {
+    if (references_.load(std::memory_order_relaxed) != kImmortal &&
+        references_.fetch_sub(1, std::memory_order_acq_rel) == 1)
+      destroy();
+  }
+
+  [[nodiscard]] std::string_view view() const noexcept { return {bytes_, size_}; }
+  /// Whether the bytes are well-formed UTF-8.
+  PXALOG_EXPORT bool isUtf8() noexcept;
+
+  /// The count of a constant that is never counted and never freed.
+  static constexpr std::int32_t kImmortal = -1;
+
+ private:
+  PXALOG_EXPORT void destroy() noexcept;
+
+  std::atomic<std::int32_t> references_;
+  std::atomic<Encoding> encoding_;
+  const std::size_t size_;
+  const char* const bytes_;
+};
+static_assert(sizeof(SharedBytes) <= SharedBytes::kHeaderSize);
+
+}  // namespace pxa::detail

@@ -1,0 +1,170 @@
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include <pxalog/Number.h>
+
+#include "foundation/integer_text.h"
+
+namespace pxa {
+
+namespace {
+
+bool isDigit(char character) {
+  return character >= '0' && character <= '9';
+}
+
+/// Takes a run of digits off the front; false when there is none.
+bool takeDigits(std::string_view& text) {
+  std::size_t count = 0;
+  while (count < text.size() && isDigit(text[count])) ++count;
+  text.remove_prefix(count);
+  return count > 0;
+}
+
+void takeSign(std::string_view& text) {
+  if (text.starts_with('-') || text.starts_with('+')) text.remove_prefix(1);
+}
+
+std::int64_t truncatedToInt64(double value) {
+  constexpr double kLimit = 9223372036854775808.0;  // 2^63
+  if (std::isnan(value)) return 0;
+  if (value >= kLimit) return std::numeric_limits<std::int64_t>::max();
+  if (value < -kLimit) return std::numeric_limits<std::int64_t>::min();
+  return static_cast<std::int64_t>(value);
+}
+
+/// The value of decimal digits as a double; what from_chars leaves open beyond its range is 0 or infinity.
+double doubleOfDigits(std::string_view digits) {
+  if (digits.starts_with('+')) digits.remove_prefix(1);
+  double value = 0;
+  const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  if (result.ec != std::errc::result_out_of_range) return value;
+  const auto exponent = digits.find_first_of("eE");
+  const bool isTiny = exponent != std::string_view::npos && digits.substr(exponent + 1).starts_with('-');
+  const double magnitude = isTiny ? 0.0 : std::numeric_limits<double>::infinity();
+  return digits.starts_with('-') ? -magnitude : magnitude;
+}
+
+template <class T>
+std::string_view formatted(T value, Number::TextStorage& storage) {
+  const auto result = std::to_chars(storage.data(), storage.data() + storage.size(), value);
+  return {storage.data(), static_cast<std::size_t>(result.ptr - storage.data())};
+}
+
+}  // namespace
+
+std::optional<Decimal> Decimal::parse(std::string_view text) {
+  std::string_view rest = text;
+  takeSign(rest);
+  if (!takeDigits(rest)) return std::nullopt;
+  if (rest.starts_with('.')) {
+    rest.remove_prefix(1);
+    if (!takeDigits(rest)) return std::nullopt;
+  }
+  if (rest.starts_with('e') || rest.starts_with('E')) {
+    rest.remove_prefix(1);
+    takeSign(rest);
+    if (!takeDigits(rest)) return std::nullopt;
+  }
+  if (!rest.empty()) return std::nullopt;
+  return Decimal(String(text));
+}
+
+Number& Number::operator=(const Number& other) noexcept {
+  Number copy(other);
+  std::swap(kind_, copy.kind_);
+  std::swap(payload_, copy.payload_);
+  return *this;
+}
+
+bool Number::boolValue() const noexcept {
+  switch (kind_) {
+    case Kind::UInt64:
+      return payload_.unsignedInteger != 0;
+    case Kind::Float:
+    case Kind::Double:
+      return payload_.floating != 0;
+    case Kind::Decimal:
+      return doubleValue() != 0;
+    default:
+      return payload_.integer != 0;
+  }
+}
+
+std::int64_t Number::longLongValue() const noexcept {
+  switch (kind_) {
+    case Kind::UInt64:
+      return payload_.unsignedInteger > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())
+                 ? std::numeric_limits<std::int64_t>::max()
+                 : static_cast<std::int64_t>(payload_.unsignedInteger);
+    case Kind::Float:
+    case Kind::Double:
+    case Kind::Decimal:
+      return truncatedToInt64(doubleValue());
+    default:
+      return payload_.integer;
+  }
+}
+
+std::int32_t Number::intValue() const noexcept {
+  return saturatedToInt32(longLongValue());
+}
+
+std::uint64_t Number::unsignedLongLongValue() const noexcept {
+  if (kind_ == Kind::UInt64) return payload_.unsignedInteger;
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(longLongValue(), 0));
+}
+
+double Number::doubleValue() const noexcept {
+  switch (kind_) {
+    case Kind::UInt64:
+      return static_cast<double>(payload_.unsignedInteger);
+    case Kind::Float:
+    case Kind::Double:
+      return payload_.floating;
+    case Kind::Decimal:
+      return doubleOfDigits(payload_.digits->view());
+    default:
+      return static_cast<double>(payload_.integer);
+  }
+}
+
+std::string_view Number::text(TextStorage& storage) const noexcept {
+  switch (kind_) {
+    case Kind::UInt64:
+      return formatted(payload_.unsignedInteger, storage);
+    case Kind::Float:
+      return formatted(static_cast<float>(payload_.floating), storage);
+    case Kind::Double:
+      return formatted(payload_.floating, storage);
+    case Kind::Decimal:
+      return payload_.digits->view();
+    default:
+      return formatted(payload_.integer, storage);
+  }
+}
+
+String Number::stringValue() const {
+  TextStorage storage;
+  return String(text(storage));
+}
+
+bool operator==(const Number& left, const Number& right) noexcept {
+  if (left.kind_ != right.kind_) return false;
+  switch (left.kind_) {
+    case Number::Kind::UInt64:
+      return left.payload_.unsignedInteger == right.payload_.unsignedInteger;
+    case Number::Kind::Float:
+    case Number::Kind::Double:
+      return left.payload_.floating == right.payload_.floating;
+    case Number::Kind::Decimal:
+      return left.payload_.digits->view() == right.payload_.digits->view();
+    default:
+      return left.payload_.integer == right.payload_.integer;
+  }
+}
+
+}  // namespace pxa

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+/// Tests on ASCII text that do not depend on the locale.
+namespace pxa::ascii {
+
+constexpr char lower(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter;
+}
+
+constexpr bool isLetter(char character) {
+  return lower(character) >= 'a' && lower(character) <= 'z';
+}
+
+constexpr bool isLetterOrDigit(char character) {
+  return isLetter(character) || (character >= '0' && character <= '9');
+}
+
+/// The prefix must be in lower case.
+constexpr bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) {
+  if (text.size() < prefix.size()) return false;
+  for (std::size_t i = 0; i < prefix.size(); ++i)
+    if (lower(text[i]) != prefix[i]) return false;
+  return true;
+}
+
+}  // namespace pxa::ascii

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace pxa::utf8 {
+
+/// Whether the bytes are well-formed UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
+bool isWellFormed(std::string_view bytes) noexcept;
+
+/// The bytes with every maximal broken part replaced by U+FFFD.
+std::string repaired(std::string_view bytes);
+
+}  // namespace pxa::utf8
