@@ -1,0 +1,60 @@
+#pragma once
+
+#include <functional>
+
+#include <pxalog/String.h>
+
+/// What the host application tells the library that a phone's operating system would know. Everything is
+/// optional. All operations are thread-safe; say things before the first initialisation unless noted
+/// otherwise.
+namespace pxa::Host {
+
+/// Names the directory for the library's files, made when it is missing. Default: a folder named after the
+/// program in the user's data directory ($XDG_DATA_HOME, else ~/.local/share). A nil or empty path restores
+/// the default.
+PXALOG_EXPORT void setDocumentsDirectory(const String& path);
+
+/// Tells that the application went to the background: queued and failed events are written to files, on the
+/// calling thread, before this returns. At any time.
+PXALOG_EXPORT void didEnterBackground();
+
+/// Tells that the application returns to the foreground: saved events are read back, on the calling thread,
+/// before this returns. At any time.
+PXALOG_EXPORT void willEnterForeground();
+
+/// Where projects ask for their settings; plain HTTP.
+struct PXALOG_EXPORT SettingsService {
+  String defaultHost;            ///< host of the settings service, may carry ":port"
+  String alternateHost;          ///< host, without a port, for one particular collector; asked on port 10092
+  String alternateForCollector;  ///< that collector: its address without scheme
+};
+/// Replaces the deployment's settings service. Default: the values that the library was built with.
+PXALOG_EXPORT void setSettingsService(const SettingsService& service);
+
+/// Facts about the device that replace what the system says; a nil or empty member leaves the system's
+/// answer.
+struct PXALOG_EXPORT DeviceFacts {
+  String systemVersion;
+  String machineModel;
+  String vendorIdentifier;  ///< becomes the device id when none is stored yet
+  String carrierName;
+  String carrierCountryCode;  ///< ISO code
+  String localeDisplayName;
+};
+/// At any time; used from the next event on.
+PXALOG_EXPORT void setDeviceFacts(const DeviceFacts& facts);
+
+/// The Unity engine's UnitySendMessage: object, method, message.
+using UnitySendMessage = std::function<void(const char* object, const char* method, const char* message)>;
+/// Called on a thread of the library while it holds the library's lock, after a request that carried a Unity
+/// crash. It must return soon and must not wait for another thread that uses the library. Default: nothing is
+/// called.
+PXALOG_EXPORT void setUnitySendMessage(UnitySendMessage function);
+
+/// Takes one console line, without line break.
+using LogSink = std::function<void(const String& line)>;
+/// Replaces standard error as the place of the library's few console lines. Called on any thread, one that
+/// holds no lock of the library; what it throws is dropped. An empty function restores the default.
+PXALOG_EXPORT void setLogSink(LogSink sink);
+
+}  // namespace pxa::Host

@@ -1,0 +1,76 @@
+#include "platform/HostSettings.h"
+
+#include <utility>
+
+#include "foundation/Mutex.h"
+
+namespace pxa::HostSettings {
+
+namespace {
+
+struct Settings {
+  String documentsDirectory;
+  Host::SettingsService service{PXALOG_SETTINGS_HOST, PXALOG_ALTERNATE_SETTINGS_HOST,
+                                PXALOG_ALTERNATE_FOR_COLLECTOR};
+  Host::DeviceFacts facts;
+  Host::UnitySendMessage unitySendMessage;
+  Host::LogSink logSink;
+};
+
+Mutex gs_mutex;
+Settings& settings() REQUIRES(gs_mutex) {
+  static auto& settings = *new Settings;
+  return settings;
+}
+
+template <class T>
+T copyOf(T Settings::*member) {
+  const Guard guard(gs_mutex);
+  return settings().*member;
+}
+
+/// The old value is destroyed after the lock is left: it may be a host's function object.
+template <class T>
+void replace(T Settings::*member, T value) {
+  const Guard guard(gs_mutex);
+  std::swap(settings().*member, value);
+}
+
+}  // namespace
+
+String documentsDirectory() {
+  return copyOf(&Settings::documentsDirectory);
+}
+void setDocumentsDirectory(const String& path) {
+  replace(&Settings::documentsDirectory, path);
+}
+
+Host::SettingsService settingsService() {
+  return copyOf(&Settings::service);
+}
+void setSettingsService(const Host::SettingsService& service) {
+  replace(&Settings::service, service);
+}
+
+Host::DeviceFacts deviceFacts() {
+  return copyOf(&Settings::facts);
+}
+void setDeviceFacts(const Host::DeviceFacts& facts) {
+  replace(&Settings::facts, facts);
+}
+
+Host::UnitySendMessage unitySendMessage() {
+  return copyOf(&Settings::unitySendMessage);
+}
+void setUnitySendMessage(Host::UnitySendMessage function) {
+  replace(&Settings::unitySendMessage, std::move(function));
+}
+
+Host::LogSink logSink() {
+  return copyOf(&Settings::logSink);
+}
+void setLogSink(Host::LogSink sink) {
+  replace(&Settings::logSink, std::move(sink));
+}
+
+}  // namespace pxa::HostSettings

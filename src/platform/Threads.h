@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+
+namespace pxa {
+
+/// Starts the library's own threads: named, deaf to every signal but those that report a fault of their own,
+/// never joined.
+class Threads {
+ public:
+  virtual ~Threads() = default;
+  /// The name is cut to what a debugger shows, 15 characters. Throws std::system_error when no thread can be
+  /// made.
+  virtual void start(const char* name, std::function<void()> body) = 0;
+  /// Lets another thread run.
+  virtual void yield() = 0;
+};
+
+}  // namespace pxa

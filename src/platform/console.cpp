@@ -1,0 +1,53 @@
+#include "platform/console.h"
+
+#include <string>
+#include <vector>
+
+#include "platform/Platform.h"
+
+namespace pxa::console {
+
+namespace {
+
+thread_local int locksHeld = 0;
+thread_local std::vector<String> waitingLines;
+
+void writeNow(const String& line) noexcept {
+  try {
+    Platform::current().log.writeLine(line);
+  } catch (...) {
+    // A sink that fails loses the line.
+  }
+}
+
+}  // namespace
+
+void write(const String& line) noexcept {
+  if (locksHeld == 0) return writeNow(line);
+  try {
+    waitingLines.push_back(line);
+  } catch (...) {
+    // No memory for the line: it is lost.
+  }
+}
+
+void write(std::string_view text, std::string_view detail) noexcept {
+  try {
+    write(String(std::string(text).append(detail)));
+  } catch (...) {
+    // No memory for the line: it is lost.
+  }
+}
+
+void lockTaken() noexcept {
+  ++locksHeld;
+}
+
+void lockLeft() noexcept {
+  if (--locksHeld > 0 || waitingLines.empty()) return;
+  std::vector<String> lines;
+  lines.swap(waitingLines);
+  for (const String& line : lines) writeNow(line);
+}
+
+}  // namespace pxa::console

@@ -1,0 +1,121 @@
+#include "platform/linux/CurlUrlLoader.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <limits>
+#include <thread>
+#include <utility>
+
+#include "platform/Platform.h"
+#include "platform/linux/CurlTransfer.h"
+
+namespace pxa {
+
+namespace {
+
+constexpr long kMostIdleConnections = 16;
+constexpr std::chrono::milliseconds kLongestWaitAtExit{1000};
+
+/// The loader whose thread stopAtExit stops: exit handlers take no argument, and a process has one such
+/// thread.
+CurlUrlLoader* gs_runningLoader = nullptr;
+
+CurlTransfer* transferOf(CURL* easy) {
+  char* transfer = nullptr;
+  curl_easy_getinfo(easy, CURLINFO_PRIVATE, &transfer);
+  return reinterpret_cast<CurlTransfer*>(transfer);
+}
+
+thread_local bool isIoThread = false;
+
+}  // namespace
+
+CurlUrlLoader::CurlUrlLoader() = default;
+CurlUrlLoader::~CurlUrlLoader() = default;
+
+void CurlUrlLoader::connectionWithRequest(const UrlRequest& request,
+                                          std::shared_ptr<UrlConnectionDelegate> delegate) {
+  submit(std::make_unique<DelegatedTransfer>(request, std::move(delegate)));
+}
+
+UrlAnswer CurlUrlLoader::sendSynchronousRequest(const UrlRequest& request) {
+  auto transfer = std::make_unique<AwaitedTransfer>(request);
+  std::future<UrlAnswer> answer = transfer->answer();
+  submit(std::move(transfer));
+  return answer.get();
+}
+
+void CurlUrlLoader::submit(std::unique_ptr<CurlTransfer> transfer) {
+  const Guard guard(mutex_);
+  if (!isThreadStarted_) {
+    try {
+      Platform::current().threads.start("pxa-net", [this] { run(); });
+      isThreadStarted_ = true;
+    } catch (...) {
+      transfer->end(CURLE_FAILED_INIT);
+      return;
+    }
+  }
+  submitted_.push_back(std::move(transfer));
+  if (CURLM* multi = multi_.load()) curl_multi_wakeup(multi);
+}
+
+void CurlUrlLoader::run() {
+  isIoThread = true;
+  gs_runningLoader = this;
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  CURLM* multi = curl_multi_init();
+  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kMostIdleConnections);
+  multi_ = multi;
+  // Registered after the TLS library has registered its own handler, so that it runs before that one: no
+  // transfer may be under way when the TLS library cleans up.
+  std::atexit([] { gs_runningLoader->stopAtExit(); });
+
+  while (!isExiting_) {
+    startSubmitted();
+    int running = 0;
+    curl_multi_perform(multi, &running);
+    finishCompleted();
+    curl_multi_poll(multi, nullptr, 0, std::numeric_limits<int>::max(), nullptr);
+  }
+  isParked_ = true;
+  for (;;) std::this_thread::sleep_for(std::chrono::hours(24));
+}
+
+void CurlUrlLoader::startSubmitted() {
+  std::vector<std::unique_ptr<CurlTransfer>> transfers;
+  {
+    const Guard guard(mutex_);
+    transfers.swap(submitted_);
+  }
+  for (std::unique_ptr<CurlTransfer>& transfer : transfers) {
+    CURL* easy = transfer->prepare();
+    if (easy != nullptr && curl_multi_add_handle(multi_, easy) == CURLM_OK)
+      static_cast<void>(transfer.release());  // finishCompleted takes it back
+    else
+      transfer->end(CURLE_FAILED_INIT);
+  }
+}
+
+void CurlUrlLoader::finishCompleted() {
+  int remaining = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi_, &remaining)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    const CURLcode result = message->data.result;
+    CURL* easy = message->easy_handle;
+    const std::unique_ptr<CurlTransfer> transfer(transferOf(easy));
+    curl_multi_remove_handle(multi_, easy);
+    transfer->end(result);
+  }
+}
+
+void CurlUrlLoader::stopAtExit() {
+  isExiting_ = true;
+  if (isIoThread) return;  // the exit was called by a callback: this thread makes no further transfer
+  curl_multi_wakeup(multi_);
+  const auto deadline = std::chrono::steady_clock::now() + kLongestWaitAtExit;
+  while (!isParked_ && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+}  // namespace pxa

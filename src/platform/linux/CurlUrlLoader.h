@@ -1,0 +1,48 @@
+#pragma once
+
+#include <atomic>
+#include <curl/curl.h>
+#include <memory>
+#include <vector>
+
+#include "foundation/Mutex.h"
+#include "platform/UrlLoader.h"
+
+namespace pxa {
+
+class CurlTransfer;
+
+/// Runs every request on one thread of its own, "pxa-net", which keeps connections alive and reuses them. The
+/// thread starts, and curl with it, at the first request. Nothing wakes it while no request is under way.
+class CurlUrlLoader final : public UrlLoader {
+ public:
+  CurlUrlLoader();
+  ~CurlUrlLoader() override;
+
+  void connectionWithRequest(const UrlRequest& request,
+                             std::shared_ptr<UrlConnectionDelegate> delegate) override;
+  UrlAnswer sendSynchronousRequest(const UrlRequest& request) override;
+
+  /// Longest whole duration of an asynchronous request.
+  static constexpr double kLongestRequestSeconds = 60;
+  /// Largest body of a synchronous request's answer; a larger one counts as a failure.
+  static constexpr std::size_t kLargestAnswer = std::size_t{16} << 20;
+  static constexpr long kMostRedirects = 10;
+
+ private:
+  void submit(std::unique_ptr<CurlTransfer> transfer);
+  [[noreturn]] void run();
+  void startSubmitted();
+  void finishCompleted();
+  void stopAtExit();
+
+  Mutex mutex_;
+  std::vector<std::unique_ptr<CurlTransfer>> submitted_ GUARDED_BY(mutex_);
+  bool isThreadStarted_ GUARDED_BY(mutex_) = false;
+
+  std::atomic<CURLM*> multi_ = nullptr;  // made and used by the I/O thread; others may only wake it
+  std::atomic<bool> isExiting_ = false;
+  std::atomic<bool> isParked_ = false;
+};
+
+}  // namespace pxa

@@ -1,0 +1,67 @@
+#include <cstdio>
+#include <string>
+#include <uuid/uuid.h>
+
+#include "platform/HostSettings.h"
+#include "platform/Platform.h"
+#include "platform/linux/CurlUrlLoader.h"
+#include "platform/linux/LinuxClock.h"
+#include "platform/linux/LinuxDeviceFacts.h"
+#include "platform/linux/LinuxFileSystem.h"
+#include "platform/linux/LinuxNetworkInterfaces.h"
+#include "platform/linux/LinuxReachability.h"
+#include "platform/linux/LinuxThreads.h"
+#include "platform/linux/nlohmann_values.h"
+
+namespace pxa {
+
+namespace {
+
+class LibuuidSource final : public UuidSource {
+ public:
+  String createUuid() override {
+    uuid_t uuid;
+    uuid_generate_random(uuid);
+    char text[UUID_STR_LEN];
+    uuid_unparse_upper(uuid, text);
+    return text;
+  }
+};
+
+class AbsentCrashReporter final : public CrashReporter {
+ public:
+  bool enable() override { return false; }
+};
+
+/// The host's sink, or standard error.
+class HostLog final : public PlatformLog {
+ public:
+  void writeLine(const String& line) override {
+    if (const Host::LogSink sink = HostSettings::logSink()) return sink(line);
+    const std::string text = std::string(line.view()) + "\n";
+    std::fwrite(text.data(), 1, text.size(), stderr);
+  }
+};
+
+}  // namespace
+
+const Platform& systemPlatform() {
+  static auto& clock = *new LinuxClock;
+  static auto& files = *new LinuxFileSystem;
+  static auto& device = *new LinuxDeviceFacts;
+  static auto& interfaces = *new LinuxNetworkInterfaces;
+  static auto& reachability = *new LinuxReachabilityTargets;
+  static auto& urlLoader = *new CurlUrlLoader;
+  static auto& jsonParser = *new NlohmannJsonParser;
+  static auto& keyedArchive = *new CborKeyedArchive;
+  static auto& uuids = *new LibuuidSource;
+  static auto& crashReporter = *new AbsentCrashReporter;
+  static auto& log = *new HostLog;
+  static auto& threads = *new LinuxThreads;
+  static const auto& platform =
+      *new Platform{clock,      files,        device, interfaces,    reachability, urlLoader,
+                    jsonParser, keyedArchive, uuids,  crashReporter, log,          threads};
+  return platform;
+}
+
+}  // namespace pxa
