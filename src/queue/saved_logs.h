@@ -1,0 +1,18 @@
+#pragma once
+
+#include <deque>
+#include <optional>
+
+#include "event/VeskEvent.h"
+
+namespace pxa {
+
+/// The archive of an array of events under one key. Throws std::invalid_argument when an event has no
+/// archived form.
+Data archiveOfEvents(const std::deque<VeskEventRef>& events, const String& key);
+
+/// The events under the key of an archive, none when it lacks the key; nothing when it is not an archive of
+/// events.
+std::optional<std::deque<VeskEventRef>> eventsOfArchive(const Data& archive, const String& key);
+
+}  // namespace pxa
