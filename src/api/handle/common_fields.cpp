@@ -1,0 +1,109 @@
+#include "api/handle/common_fields.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "api/handle/GlobalLock.h"
+#include "api/handle/handle_table.h"
+#include "device/VeskDeviceInfo.h"
+#include "device/VeskPhoneInfo.h"
+#include "event/event_keys.h"
+#include "foundation/ascii.h"
+#include "platform/Platform.h"
+
+namespace pxa {
+
+using namespace literals;
+
+namespace {
+
+constexpr std::array<std::string_view, 26> kReservedFields = {
+    "projectName",     "projectVersion", "host",        "logType",    "logSource",  "sendTime",
+    "logTime",         "logLevel",       "UserID",      "Platform",   "DeviceType", "DeviceModel",
+    "NetworkType",     "Carrier",        "CountryCode", "DmpData",    "errorCode",  "body",
+    "PreferdLanguage", "FreeDiskSpace",  "FreeMemory",  "Jailbroken", "SessionID",  "Locale",
+    "SdkVersion",      "DeviceID"};
+
+constexpr std::array<std::string_view, 7> kProtectedFields = {
+    "logVersion", "SymMethod", "CrashStyle", "SdkVersion", "SessionID", "DeviceID", "Unity"};
+
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view kWhiteSpaceAndLineEnds = " \t\n\v\f\r";
+  const std::size_t first = text.find_first_not_of(kWhiteSpaceAndLineEnds);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kWhiteSpaceAndLineEnds) - first + 1);
+}
+
+/// The library speaks the name of the phone's system on every platform.
+String platformText() {
+  const String systemVersion = Platform::current().device.systemVersion();
+  return trimmed("iOS " + std::string(systemVersion.view()));
+}
+
+std::string lowerCase(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), ascii::lower);
+  return lower;
+}
+
+void setOrUnknown(Dictionary& fields, const String& key, const String& text) {
+  fields.set(key, text.isEmpty() ? "Unknown"_text.utf8() : text.utf8());
+}
+
+void copyDeviceFacts(Dictionary& fields) {
+  DeviceFacts& device = Platform::current().device;
+  fields.set("Platform"_text, platformText().utf8());
+  if (const String model = VeskDeviceInfo::getInstance().platform(); !model.isEmpty())
+    fields.set("DeviceModel"_text, model.utf8());
+  setOrUnknown(fields, "Carrier"_text, device.carrierName());
+  setOrUnknown(fields, "CountryCode"_text, lowerCase(device.carrierCountryCode().view()));
+  setOrUnknown(fields, "Locale"_text, VeskPhoneInfo::sharedInstance().locale());
+}
+
+/// The caller holds the global lock.
+void copyNetworkType(Dictionary& fields) {
+  String networkType = "No Connection"_text;
+  if (const VeskHandleRef& network = networkRecord(); network != nullptr)
+    if (const String& known = network->networkType(); !known.isNil() && known.view() != "NONE")
+      networkType = known;
+  fields.set("NetworkType"_text, networkType.utf8());
+}
+
+/// The caller holds the global lock.
+void copyCustomFields(Dictionary& fields, const VeskHandle& handle) {
+  for (const Dictionary::Entry& custom : handle.customFields()) {
+    if (fields.contains(custom.key.view())) continue;
+    if (custom.value.kind() == Value::Kind::String)
+      fields.set(custom.key, custom.value);
+    else if (custom.value.kind() == Value::Kind::Data)
+      fields.set(custom.key, String::fromUtf8(custom.value.data()));
+  }
+}
+
+}  // namespace
+
+bool PXALog::copyCommonFields(Dictionary fields) {
+  return copyCommonFields_forHandlerId(std::move(fields), defaultHandleId());
+}
+
+bool PXALog::copyCommonFields_forHandlerId(Dictionary fields, const String& handleId) {
+  const VeskHandleRef handle = rdm_getHandler(handleId);
+  if (handle == nullptr) return false;
+  copyDeviceFacts(fields);
+  const GlobalGuard guard;
+  copyNetworkType(fields);
+  if (!handle->userId().isNil()) fields.set(key::userId(), handle->userId().utf8());
+  copyCustomFields(fields, *handle);
+  return true;
+}
+
+bool isReservedField(std::string_view key) {
+  return std::find(kReservedFields.begin(), kReservedFields.end(), key) != kReservedFields.end();
+}
+
+bool isProtectedField(std::string_view key) {
+  return std::find(kProtectedFields.begin(), kProtectedFields.end(), key) != kProtectedFields.end();
+}
+
+}  // namespace pxa

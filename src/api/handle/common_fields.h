@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string_view>
+
+#include <pxalog/Dictionary.h>
+#include <pxalog/String.h>
+
+namespace pxa {
+
+namespace PXALog {
+
+/// Completes an event's fields with the facts that every event carries, as known now, and with the handle's
+/// custom fields, which never replace a field that is there. False, and nothing done, for an unknown handle.
+/// Selectors: copyCommonFields: (handle "0"), copyCommonFields:forHandlerId:
+bool copyCommonFields(Dictionary fields);
+bool copyCommonFields_forHandlerId(Dictionary fields, const String& handleId);
+
+}  // namespace PXALog
+
+/// Whether the key is one of the 26 that callers may neither set nor remove.
+bool isReservedField(std::string_view key);
+/// Whether the key is one of the seven written at initialisation that no removal touches.
+bool isProtectedField(std::string_view key);
+
+}  // namespace pxa
