@@ -1,0 +1,140 @@
+#include "transport/VeskHttpsDelegate.h"
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include <pxalog/Array.h>
+
+#include "api/handle/GlobalLock.h"
+#include "api/handle/process_state.h"
+#include "diagnostics/Ledger.h"
+#include "event/VeskEvent.h"
+#include "event/event_keys.h"
+#include "platform/HostSettings.h"
+#include "platform/Platform.h"
+#include "platform/console.h"
+
+namespace pxa {
+
+using namespace literals;
+using Events = Ledger::Events;
+
+namespace {
+
+constexpr int kDelivered = 200;
+
+std::shared_ptr<VeskHttpsDelegate>& sharedDelegate() {
+  static auto& delegate = *new std::shared_ptr<VeskHttpsDelegate>;
+  return delegate;
+}
+
+std::int64_t sendTimeOf(const Value& value) {
+  return value.kind() == Value::Kind::Number ? value.number().longLongValue()
+                                             : value.string().longLongValue();
+}
+
+/// The bytes of a body; null stays null. Throws for what is no text.
+Value bodyOf(const Value& value) {
+  if (value.isNull()) return nullptr;
+  if (value.kind() != Value::Kind::String) throw std::invalid_argument("a body that is no text");
+  return value.string().utf8();
+}
+
+}  // namespace
+
+bool VeskHttpsDelegate::connection_canAuthenticateAgainstProtectionSpace(UrlConnection&,
+                                                                         const ProtectionSpace& space) {
+  return space.authenticationMethod == kAuthenticationMethodServerTrust;
+}
+
+void VeskHttpsDelegate::connection_didReceiveAuthenticationChallenge(UrlConnection&,
+                                                                     AuthenticationChallenge& challenge) {
+  challenge.useCredentialForServerTrust();
+}
+
+void VeskHttpsDelegate::connection_didReceiveResponse(UrlConnection& connection,
+                                                      const HttpResponse& response) {
+  ledger().requestAnswered(response.statusCode);
+  const bool isDelivered = response.statusCode == kDelivered;
+  if (isDelivered) {
+    console::write("didReceiveResponse 200"_text);
+    ledger().move(&Events::inFlight, &Events::delivered, std::exchange(eventCount_, 0));
+  }
+  saveToFile_withSaveFlag(log_, !isDelivered);
+  log_ = nullptr;
+  if (shouldStopRunloop_) connection.stopRunLoop();
+}
+
+void VeskHttpsDelegate::connection_didReceiveData(UrlConnection&, std::string_view) {}
+
+void VeskHttpsDelegate::connection_didFailWithError(UrlConnection& connection, const Error& error) {
+  String description = error.isError() ? error.localizedDescription() : "unknown"_text;
+  if (description.isNil()) description = "unknown"_text;
+  // A host that is not found is told apart and then treated like every other failure; this is intended.
+  static_cast<void>(description == "A server with the specified hostname could not be found.");
+  ledger().requestFailed(std::string(description.view()) + " (" + url_.c_str() + ")");
+  saveToFile_withSaveFlag(log_, true);
+  if (shouldStopRunloop_) connection.stopRunLoop();
+}
+
+void VeskHttpsDelegate::connectionDidFinishLoading(UrlConnection&) {}
+
+void VeskHttpsDelegate::saveToFile_withSaveFlag(const String& text, bool save) {
+  const bool isUnityMode = processFlags().isUnityMode;
+  if (!save && !isUnityMode) return;
+  bool hasCrash = false;
+  try {
+    const auto elements = Platform::current().jsonParser.parse(text.utf8());
+    if (elements) {
+      for (const Value& element : elements->array()) {
+        if (save) requeue(element);
+        if (isUnityMode && element.dictionary().contains(key::dumpData().view())) hasCrash = true;
+      }
+    }
+    if (hasCrash) notifyUnityOfCrash();
+  } catch (...) {
+    // The rest of the body is lost, and nobody is told.
+  }
+  ledger().drop(&Events::inFlight, &Ledger::Dropped::unreadableBody, std::exchange(eventCount_, 0));
+}
+
+void VeskHttpsDelegate::requeue(const Value& element) {
+  if (element.kind() != Value::Kind::Dictionary) throw std::invalid_argument("an element that is no event");
+  const Dictionary members = element.dictionary();
+  Dictionary fields;
+  for (const Dictionary::Entry& member : members)
+    if (!key::isRecordMember(member.key.view()) && member.key.view() != key::host().view()) fields.set(member.key, member.value);
+  const auto member = [&](const String& name) { return members.value(name.view()); };
+  const VeskEventRef event =
+      VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
+          member(key::projectName()), member(key::projectVersion()), member(key::logType()),
+          member(key::logSource()), bodyOf(member(key::body())), sendTimeOf(member(key::sendTime())),
+          member(key::host()), fields, handleId_);
+
+  const std::shared_ptr<VeskBlockQueue> queue = gs_blockQueue();
+  if (queue == nullptr) return;
+  if (eventCount_ > 0) {
+    --eventCount_;
+    ledger().move(&Events::inFlight, &Events::failed);
+  } else {
+    ledger().enter(&Events::failed);
+  }
+  queue->enqueueFile(event);
+}
+
+void VeskHttpsDelegate::notifyUnityOfCrash() {
+  const GlobalGuard guard;
+  if (const Host::UnitySendMessage send = HostSettings::unitySendMessage())
+    send("QuillmarkManager", "PluginCallback", "isCrash");
+}
+
+const std::shared_ptr<VeskHttpsDelegate>& gs_httpsDelegate() {
+  return sharedDelegate();
+}
+
+void resetHttpsDelegate() {
+  sharedDelegate() = std::make_shared<VeskHttpsDelegate>();
+}
+
+}  // namespace pxa

@@ -1,0 +1,105 @@
+#include "transport/deduplication.h"
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include "event/event_json.h"
+#include "event/event_keys.h"
+
+namespace pxa {
+
+namespace {
+
+std::unique_ptr<DeduplicationStore>& logTable() {
+  static auto& table = *new std::unique_ptr<DeduplicationStore>;
+  return table;
+}
+
+std::unique_ptr<DeduplicationStore>& crashTable() {
+  static auto& table = *new std::unique_ptr<DeduplicationStore>;
+  return table;
+}
+
+}  // namespace
+
+std::optional<std::int32_t> DeduplicationStore::countOf(std::string_view key) const {
+  const auto found = counts_.find(key);
+  if (found == counts_.end()) return std::nullopt;
+  return found->second;
+}
+
+void DeduplicationStore::countRepeat(std::string_view key) {
+  const auto found = counts_.find(key);
+  if (found != counts_.end() && found->second < std::numeric_limits<std::int32_t>::max()) ++found->second;
+}
+
+void DeduplicationStore::insert(std::string_view key, std::int32_t count) {
+  if (key.empty()) return;
+  if (counts_.size() < kMostEntries) {
+    try {
+      put(key, count);
+    } catch (const std::exception&) {
+      if (const auto found = counts_.find(key); found != counts_.end()) counts_.erase(found);
+    }
+    return;
+  }
+  try {
+    forgetLessRepeatedHalf();
+    put(key, count);
+  } catch (const std::exception&) {
+    counts_.clear();
+    put(key, 0);
+  }
+}
+
+void DeduplicationStore::put(std::string_view key, std::int32_t count) {
+  counts_[std::string(key)] = count;
+}
+
+void DeduplicationStore::forgetLessRepeatedHalf() {
+  std::vector<decltype(counts_)::iterator> entries;
+  entries.reserve(counts_.size());
+  for (auto entry = counts_.begin(); entry != counts_.end(); ++entry) entries.push_back(entry);
+  const auto half = entries.begin() + static_cast<std::ptrdiff_t>(entries.size() / 2);
+  std::nth_element(entries.begin(), half, entries.end(),
+                   [](const auto& left, const auto& right) { return left->second < right->second; });
+  for (auto entry = entries.begin(); entry != half; ++entry) counts_.erase(*entry);
+}
+
+DeduplicationStore* dedupeLogTable() {
+  return logTable().get();
+}
+
+DeduplicationStore* dedupeCrashTable() {
+  return crashTable().get();
+}
+
+void resetDedupeTables() {
+  logTable() = std::make_unique<DeduplicationStore>();
+  crashTable() = std::make_unique<DeduplicationStore>();
+}
+
+std::string logKeyOf(const VeskEvent& event) {
+  const Dictionary fields = event.fields().dictionary();
+  std::string text(textOfBytes(&event.body()));
+  text += textOfBytes(fields.find(key::logLevel().view()));
+  if (event.logType().kind() == Value::Kind::String) text += event.logType().bytes();
+  return text;
+}
+
+std::string crashKeyOf(const VeskEvent& event) {
+  const Dictionary fields = event.fields().dictionary();
+  return logKeyOf(event).append(textOfBytes(fields.find(key::dumpData().view())));
+}
+
+void PXALog::InsertQueue_value(const String& key, std::int32_t count) {
+  if (DeduplicationStore* store = dedupeLogTable()) store->insert(key.view(), count);
+}
+
+void PXALog::InsertCrashQueue_value(const String& key, std::int32_t count) {
+  if (DeduplicationStore* store = dedupeCrashTable()) store->insert(key.view(), count);
+}
+
+}  // namespace pxa
