@@ -1,0 +1,38 @@
+#include <utility>
+
+#include <pxalog/Host.h>
+
+#include "platform/HostSettings.h"
+#include "platform/NotificationCenter.h"
+
+namespace pxa {
+
+void Host::setDocumentsDirectory(const String& path) {
+  HostSettings::setDocumentsDirectory(path);
+}
+
+void Host::didEnterBackground() {
+  NotificationCenter::defaultCenter().post({kDidEnterBackgroundNotification});
+}
+
+void Host::willEnterForeground() {
+  NotificationCenter::defaultCenter().post({kWillEnterForegroundNotification});
+}
+
+void Host::setSettingsService(const SettingsService& service) {
+  HostSettings::setSettingsService(service);
+}
+
+void Host::setDeviceFacts(const DeviceFacts& facts) {
+  HostSettings::setDeviceFacts(facts);
+}
+
+void Host::setUnitySendMessage(UnitySendMessage function) {
+  HostSettings::setUnitySendMessage(std::move(function));
+}
+
+void Host::setLogSink(LogSink sink) {
+  HostSettings::setLogSink(std::move(sink));
+}
+
+}  // namespace pxa

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <pxalog/String.h>
+
+#include "transport/VeskReachability.h"
+
+namespace pxa::PXALog {
+
+/// "Wi-Fi", "Cellular", or "NONE" without a link or without a monitor. Selector: getNetworkString:
+String getNetworkString(const VeskReachability* monitor);
+
+}  // namespace pxa::PXALog
