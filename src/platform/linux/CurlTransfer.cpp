@@ -1,6 +1,5 @@
 #include "platform/linux/CurlTransfer.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "platform/linux/CurlUrlLoader.h"
@@ -23,7 +22,9 @@ bool isProvisional(int status) {
 
 }  // namespace
 
-CurlTransfer::CurlTransfer(UrlRequest request) : request_(std::move(request)) {}
+CurlTransfer::CurlTransfer(UrlRequest request)
+    : request_(std::move(request)),
+      longestStall_(std::chrono::milliseconds(inMilliseconds(request_.timeoutSeconds))) {}
 
 CurlTransfer::~CurlTransfer() {
   if (easy_ != nullptr) curl_easy_cleanup(easy_);
@@ -33,16 +34,16 @@ CurlTransfer::~CurlTransfer() {
 CURL* CurlTransfer::prepare() {
   easy_ = curl_easy_init();
   if (easy_ == nullptr) return nullptr;
-  const long timeout = inMilliseconds(request_.timeoutSeconds);
-  curl_easy_setopt(easy_, CURLOPT_PRIVATE, this);
+  lastProgress_ = std::chrono::steady_clock::now();
   curl_easy_setopt(easy_, CURLOPT_URL, request_.url.c_str());
   curl_easy_setopt(easy_, CURLOPT_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(easy_, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
   curl_easy_setopt(easy_, CURLOPT_PROXY, "");
   curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, timeout);
-  curl_easy_setopt(easy_, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  curl_easy_setopt(easy_, CURLOPT_LOW_SPEED_TIME, std::max(timeout / 1000, 1L));
+  curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, inMilliseconds(request_.timeoutSeconds));
+  curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(easy_, CURLOPT_XFERINFOFUNCTION, &CurlTransfer::onProgress);
+  curl_easy_setopt(easy_, CURLOPT_XFERINFODATA, this);
   curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
   curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
   curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
@@ -92,6 +93,7 @@ Error CurlTransfer::errorFor(CURLcode result) const {
 }
 
 std::size_t CurlTransfer::onHeader(char* line, std::size_t size, std::size_t count, void* self) noexcept {
+  static_cast<CurlTransfer*>(self)->lastProgress_ = std::chrono::steady_clock::now();
   const std::string_view header(line, size * count);
   if (header != "\r\n" && header != "\n") return header.size();
   try {
@@ -104,11 +106,19 @@ std::size_t CurlTransfer::onHeader(char* line, std::size_t size, std::size_t cou
 }
 
 std::size_t CurlTransfer::onBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
+  static_cast<CurlTransfer*>(self)->lastProgress_ = std::chrono::steady_clock::now();
   try {
     return static_cast<CurlTransfer*>(self)->receiveBody({bytes, size * count}) ? size * count : 0;
   } catch (...) {
     return 0;
   }
+}
+
+int CurlTransfer::onProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) noexcept {
+  auto* transfer = static_cast<CurlTransfer*>(self);
+  if (std::exchange(transfer->bytesSent_, sent) != sent)
+    transfer->lastProgress_ = std::chrono::steady_clock::now();
+  return 0;  // goes on, without the meter that curl prints
 }
 
 int CurlTransfer::onRequestAboutToBeSent(void* self, char*, char*, int, int) noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <curl/curl.h>
 #include <future>
 #include <memory>
@@ -23,12 +24,17 @@ class CurlTransfer {
 
   /// The configured handle, owned by this transfer; nullptr when curl gives none.
   CURL* prepare();
+  /// When the transfer will have made no progress for as long as its request allows.
+  [[nodiscard]] std::chrono::steady_clock::time_point stallsAt() const {
+    return lastProgress_ + longestStall_;
+  }
+  /// The handle that prepare() gave.
+  [[nodiscard]] CURL* easy() const { return easy_; }
   /// The transfer is over. Never throws.
   void end(CURLcode result) noexcept;
 
  protected:
   [[nodiscard]] const UrlRequest& request() const { return request_; }
-  [[nodiscard]] CURL* easy() const { return easy_; }
   [[nodiscard]] int statusCode() const;
   [[nodiscard]] Error errorFor(CURLcode result) const;
 
@@ -43,6 +49,7 @@ class CurlTransfer {
   void setHeaders();
   static std::size_t onHeader(char* line, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+  static int onProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) noexcept;
   static int onRequestAboutToBeSent(void* self, char*, char*, int, int) noexcept;
 
   const UrlRequest request_;
@@ -50,6 +57,9 @@ class CurlTransfer {
   curl_slist* headers_ = nullptr;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
   bool wasSent_ = false;
+  const std::chrono::steady_clock::duration longestStall_;
+  std::chrono::steady_clock::time_point lastProgress_;
+  curl_off_t bytesSent_ = 0;
 };
 
 /// Tells a delegate how an asynchronous request goes.

@@ -1,5 +1,6 @@
 #include "platform/linux/CurlUrlLoader.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <limits>
@@ -19,12 +20,6 @@ constexpr std::chrono::milliseconds kLongestWaitAtExit{1000};
 /// The loader whose thread stopAtExit stops: exit handlers take no argument, and a process has one such
 /// thread.
 CurlUrlLoader* gs_runningLoader = nullptr;
-
-CurlTransfer* transferOf(CURL* easy) {
-  char* transfer = nullptr;
-  curl_easy_getinfo(easy, CURLINFO_PRIVATE, &transfer);
-  return reinterpret_cast<CurlTransfer*>(transfer);
-}
 
 thread_local bool isIoThread = false;
 
@@ -76,7 +71,8 @@ void CurlUrlLoader::run() {
     int running = 0;
     curl_multi_perform(multi, &running);
     finishCompleted();
-    curl_multi_poll(multi, nullptr, 0, std::numeric_limits<int>::max(), nullptr);
+    endStalled();
+    curl_multi_poll(multi, nullptr, 0, longestWait(), nullptr);
   }
   isParked_ = true;
   for (;;) std::this_thread::sleep_for(std::chrono::hours(24));
@@ -91,7 +87,7 @@ void CurlUrlLoader::startSubmitted() {
   for (std::unique_ptr<CurlTransfer>& transfer : transfers) {
     CURL* easy = transfer->prepare();
     if (easy != nullptr && curl_multi_add_handle(multi_, easy) == CURLM_OK)
-      static_cast<void>(transfer.release());  // finishCompleted takes it back
+      running_.push_back(std::move(transfer));
     else
       transfer->end(CURLE_FAILED_INIT);
   }
@@ -101,12 +97,34 @@ void CurlUrlLoader::finishCompleted() {
   int remaining = 0;
   while (const CURLMsg* message = curl_multi_info_read(multi_, &remaining)) {
     if (message->msg != CURLMSG_DONE) continue;
-    const CURLcode result = message->data.result;
-    CURL* easy = message->easy_handle;
-    const std::unique_ptr<CurlTransfer> transfer(transferOf(easy));
-    curl_multi_remove_handle(multi_, easy);
-    transfer->end(result);
+    const auto done = std::find_if(running_.begin(), running_.end(), [&](const auto& transfer) {
+      return transfer->easy() == message->easy_handle;
+    });
+    end(static_cast<std::size_t>(done - running_.begin()), message->data.result);
   }
+}
+
+void CurlUrlLoader::endStalled() {
+  const auto now = std::chrono::steady_clock::now();
+  for (std::size_t position = running_.size(); position-- > 0;)
+    if (running_[position]->stallsAt() <= now) end(position, CURLE_OPERATION_TIMEDOUT);
+}
+
+int CurlUrlLoader::longestWait() const {
+  if (running_.empty()) return std::numeric_limits<int>::max();
+  const auto first = std::min_element(
+      running_.begin(), running_.end(),
+      [](const auto& left, const auto& right) { return left->stallsAt() < right->stallsAt(); });
+  const auto wait =
+      std::chrono::ceil<std::chrono::milliseconds>((*first)->stallsAt() - std::chrono::steady_clock::now());
+  return static_cast<int>(std::max<std::int64_t>(wait.count(), 0));
+}
+
+void CurlUrlLoader::end(std::size_t position, CURLcode result) {
+  const std::unique_ptr<CurlTransfer> transfer = std::move(running_[position]);
+  running_.erase(running_.begin() + static_cast<std::ptrdiff_t>(position));
+  curl_multi_remove_handle(multi_, transfer->easy());
+  transfer->end(result);
 }
 
 void CurlUrlLoader::stopAtExit() {

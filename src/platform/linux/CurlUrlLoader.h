@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <curl/curl.h>
 #include <memory>
 #include <vector>
@@ -34,12 +35,17 @@ class CurlUrlLoader final : public UrlLoader {
   [[noreturn]] void run();
   void startSubmitted();
   void finishCompleted();
+  void endStalled();
+  /// Milliseconds until the next running transfer could have stalled.
+  [[nodiscard]] int longestWait() const;
+  void end(std::size_t position, CURLcode result);
   void stopAtExit();
 
   Mutex mutex_;
   std::vector<std::unique_ptr<CurlTransfer>> submitted_ GUARDED_BY(mutex_);
   bool isThreadStarted_ GUARDED_BY(mutex_) = false;
 
+  std::vector<std::unique_ptr<CurlTransfer>> running_;  // used by the I/O thread alone
   std::atomic<CURLM*> multi_ = nullptr;  // made and used by the I/O thread; others may only wake it
   std::atomic<bool> isExiting_ = false;
   std::atomic<bool> isParked_ = false;
