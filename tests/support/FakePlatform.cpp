@@ -1,0 +1,265 @@
+#include "support/FakePlatform.h"
+
+#include <cstdio>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace pxa::test {
+
+double FakeClock::secondsSince1970() {
+  const std::lock_guard lock(mutex_);
+  return now_;
+}
+
+double FakeClock::monotonicSeconds() {
+  const std::lock_guard lock(mutex_);
+  return monotonic_;
+}
+
+void FakeClock::sleepForSeconds(double seconds) {
+  std::unique_lock lock(mutex_);
+  sleeps_.push_back(seconds);
+  if (!isHolding_) return;
+  ++sleepers_;
+  changed_.notify_all();
+  changed_.wait(lock, [this] { return releases_ > 0; });
+  --releases_;
+  --sleepers_;
+}
+
+void FakeClock::setSecondsSince1970(double seconds) {
+  const std::lock_guard lock(mutex_);
+  now_ = seconds;
+}
+
+void FakeClock::advanceMonotonic(double seconds) {
+  const std::lock_guard lock(mutex_);
+  monotonic_ += seconds;
+}
+
+void FakeClock::holdSleepers() {
+  const std::lock_guard lock(mutex_);
+  isHolding_ = true;
+}
+
+void FakeClock::letOneSleepEnd() {
+  const std::lock_guard lock(mutex_);
+  ++releases_;
+  changed_.notify_all();
+}
+
+bool FakeClock::waitForSleeper() {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, kPatience, [this] { return sleepers_ > releases_; });
+}
+
+std::vector<double> FakeClock::sleeps() const {
+  const std::lock_guard lock(mutex_);
+  return sleeps_;
+}
+
+void FakeFileSystem::throwIfAsked() const {
+  if (throws) throw std::runtime_error("the disk is on fire");
+}
+
+bool FakeFileSystem::fileExists(const String& path) {
+  throwIfAsked();
+  const std::lock_guard lock(mutex_);
+  return files_.contains(std::string(path.view()));
+}
+
+std::optional<Data> FakeFileSystem::read(const String& path) {
+  throwIfAsked();
+  if (failsToRead) return std::nullopt;
+  const std::lock_guard lock(mutex_);
+  const auto file = files_.find(std::string(path.view()));
+  if (file == files_.end()) return std::nullopt;
+  return Data(file->second);
+}
+
+bool FakeFileSystem::write(const String& path, const Data& content) {
+  throwIfAsked();
+  if (failsToWrite) return false;
+  const std::lock_guard lock(mutex_);
+  files_[std::string(path.view())] = content.view();
+  return true;
+}
+
+bool FakeFileSystem::removeFile(const String& path) {
+  throwIfAsked();
+  if (failsToRemove) return false;
+  const std::lock_guard lock(mutex_);
+  files_.erase(std::string(path.view()));
+  return true;
+}
+
+std::optional<std::string> FakeFileSystem::contentOf(const std::string& name) {
+  const std::lock_guard lock(mutex_);
+  const auto file = files_.find("/documents/" + name);
+  if (file == files_.end()) return std::nullopt;
+  return file->second;
+}
+
+void FakeFileSystem::put(const std::string& name, std::string_view content) {
+  const std::lock_guard lock(mutex_);
+  files_["/documents/" + name] = content;
+}
+
+std::unique_ptr<ReachabilityTarget> FakeReachability::createWithName(const String& host) {
+  class Target final : public ReachabilityTarget {
+   public:
+    explicit Target(FakeReachability& owner) : owner_(owner) {}
+    std::optional<std::uint32_t> flags() override { return owner_.flags.load(); }
+    bool setCallback(std::function<void(std::uint32_t)>) override { return owner_.startsNotifiers; }
+
+   private:
+    FakeReachability& owner_;
+  };
+  hosts.push_back(host);
+  return createsTargets ? std::make_unique<Target>(*this) : nullptr;
+}
+
+namespace {
+
+class IdleConnection final : public UrlConnection {
+ public:
+  void stopRunLoop() override {}
+};
+
+}  // namespace
+
+void FakeUrlLoader::connectionWithRequest(const UrlRequest& request,
+                                          std::shared_ptr<UrlConnectionDelegate> delegate) {
+  int status = 0;
+  std::size_t position = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    started_.push_back({request, std::move(delegate)});
+    position = started_.size() - 1;
+    status = standingStatus_;
+    changed_.notify_all();
+  }
+  if (status != 0) answer(position, status);
+}
+
+UrlAnswer FakeUrlLoader::sendSynchronousRequest(const UrlRequest& request) {
+  SynchronousAnswer answerTo;
+  {
+    const std::lock_guard lock(mutex_);
+    synchronous_.push_back(request);
+    answerTo = synchronousAnswer_;
+    changed_.notify_all();
+  }
+  if (answerTo) return answerTo(request);
+  return {Error::withDescription("test", 1, "no network"), {}, nullptr};
+}
+
+void FakeUrlLoader::answerAllWith(int status) {
+  const std::lock_guard lock(mutex_);
+  standingStatus_ = status;
+}
+
+void FakeUrlLoader::answer(std::size_t position, int status) {
+  IdleConnection connection;
+  started().at(position).delegate->connection_didReceiveResponse(connection, {status});
+}
+
+void FakeUrlLoader::fail(std::size_t position, const Error& error) {
+  IdleConnection connection;
+  started().at(position).delegate->connection_didFailWithError(connection, error);
+}
+
+bool FakeUrlLoader::waitForRequests(std::size_t count) {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, kPatience, [&] { return started_.size() >= count; });
+}
+
+bool FakeUrlLoader::waitForSynchronousRequests(std::size_t count) {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, kPatience, [&] { return synchronous_.size() >= count; });
+}
+
+std::vector<FakeUrlLoader::Started> FakeUrlLoader::started() const {
+  const std::lock_guard lock(mutex_);
+  return started_;
+}
+
+std::vector<std::string> FakeUrlLoader::bodies() const {
+  std::vector<std::string> bodies;
+  for (const Started& request : started()) bodies.emplace_back(request.request.body.view());
+  return bodies;
+}
+
+std::vector<UrlRequest> FakeUrlLoader::synchronousRequests() const {
+  const std::lock_guard lock(mutex_);
+  return synchronous_;
+}
+
+void FakeUrlLoader::setSynchronousAnswer(SynchronousAnswer answer) {
+  const std::lock_guard lock(mutex_);
+  synchronousAnswer_ = std::move(answer);
+}
+
+String FakeUuids::createUuid() {
+  if (givesNone) return nullptr;
+  char text[40];
+  std::snprintf(text, sizeof(text), "00000000-0000-4000-8000-%012d", ++count_);
+  return text;
+}
+
+bool FakeCrashReporter::enable() {
+  ++enabledCount;
+  if (throws) throw std::runtime_error("no crash reporter");
+  return true;
+}
+
+void FakeLog::writeLine(const String& line) {
+  std::function<void(const std::string&)> listener;
+  {
+    const std::lock_guard lock(mutex_);
+    lines_.emplace_back(line.view());
+    listener = listener_;
+  }
+  if (listener) listener(std::string(line.view()));
+}
+
+void FakeLog::setListener(std::function<void(const std::string&)> listener) {
+  const std::lock_guard lock(mutex_);
+  listener_ = std::move(listener);
+}
+
+std::vector<std::string> FakeLog::lines() const {
+  const std::lock_guard lock(mutex_);
+  return lines_;
+}
+
+void FakeThreads::start(const char* name, std::function<void()> body) {
+  if (!hasThreads) throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+  {
+    const std::lock_guard lock(mutex_);
+    names_.emplace_back(name);
+  }
+  if (runs) std::thread(std::move(body)).detach();
+}
+
+void FakeThreads::yield() {
+  ++yields;
+  std::this_thread::yield();
+}
+
+std::vector<std::string> FakeThreads::startedNames() const {
+  const std::lock_guard lock(mutex_);
+  return names_;
+}
+
+FakePlatform& FakePlatform::install() {
+  auto& fakes = *new FakePlatform;
+  const Platform& system = systemPlatform();
+  Platform::install(*new Platform{fakes.clock, fakes.files, fakes.device, fakes.interfaces,
+                                  fakes.reachability, fakes.urlLoader, system.jsonParser, system.keyedArchive,
+                                  fakes.uuids, fakes.crashReporter, fakes.log, fakes.threads});
+  return fakes;
+}
+
+}  // namespace pxa::test

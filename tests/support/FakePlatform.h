@@ -1,0 +1,210 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/Platform.h"
+
+namespace pxa::test {
+
+/// How long a test waits for an event that must come, before it fails.
+inline constexpr std::chrono::seconds kPatience{30};
+
+/// A clock that a test sets. Sleepers go on at once, or one sleep for each call of letOneSleepEnd.
+class FakeClock final : public Clock {
+ public:
+  double secondsSince1970() override;
+  double monotonicSeconds() override;
+  void sleepForSeconds(double seconds) override;
+
+  void setSecondsSince1970(double seconds);
+  void advanceMonotonic(double seconds);
+  /// From now on every sleep waits for a call of letOneSleepEnd.
+  void holdSleepers();
+  void letOneSleepEnd();
+  /// Waits until a thread sleeps that no call has released; false when none does in time.
+  bool waitForSleeper();
+  std::vector<double> sleeps() const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  double now_ = 1'700'000'000.25;
+  double monotonic_ = 1000;
+  bool isHolding_ = false;
+  int releases_ = 0;
+  int sleepers_ = 0;
+  std::vector<double> sleeps_;
+};
+
+/// Files in memory.
+class FakeFileSystem final : public FileSystem {
+ public:
+  String documentsDirectory() override { return "/documents"; }
+  bool fileExists(const String& path) override;
+  std::optional<Data> read(const String& path) override;
+  bool write(const String& path, const Data& content) override;
+  bool writeAtomically(const String& path, const Data& content) override { return write(path, content); }
+  bool removeFile(const String& path) override;
+
+  /// The content of a file of the documents directory; nothing when it is not there.
+  std::optional<std::string> contentOf(const std::string& name);
+  void put(const std::string& name, std::string_view content);
+
+  std::atomic<bool> failsToWrite = false;
+  std::atomic<bool> failsToRemove = false;
+  std::atomic<bool> failsToRead = false;
+  std::atomic<bool> throws = false;  ///< every operation but documentsDirectory throws std::runtime_error
+
+ private:
+  void throwIfAsked() const;
+  std::mutex mutex_;
+  std::map<std::string, std::string> files_;
+};
+
+class FakeDeviceFacts final : public DeviceFacts {
+ public:
+  String systemVersion() override { return version; }
+  String machineModel() override { return model; }
+  String vendorIdentifier() override { return vendor; }
+  String carrierName() override { return carrier; }
+  String carrierCountryCode() override { return country; }
+  String localeDisplayName() override { return localeName; }
+
+  String version = "12.1";
+  String model = "iPhone8,2";
+  String vendor = "VENDOR-ID";
+  String carrier;
+  String country;
+  String localeName = "English (United States)";
+};
+
+class FakeNetworkInterfaces final : public NetworkInterfaces {
+ public:
+  std::optional<std::vector<NetworkInterface>> list() override { return interfaces; }
+
+  std::optional<std::vector<NetworkInterface>> interfaces =
+      std::vector<NetworkInterface>{{"en0", NetworkInterface::Family::IPv4, {192, 0, 2, 7}}};
+};
+
+class FakeReachability final : public ReachabilityTargets {
+ public:
+  std::unique_ptr<ReachabilityTarget> createWithName(const String& host) override;
+
+  bool createsTargets = true;
+  bool startsNotifiers = true;
+  std::atomic<std::uint32_t> flags = kReachabilityReachable;
+  std::vector<String> hosts;  ///< asked for so far
+};
+
+/// Records requests; a test, or a standing rule, decides how they end.
+class FakeUrlLoader final : public UrlLoader {
+ public:
+  struct Started {
+    UrlRequest request;
+    std::shared_ptr<UrlConnectionDelegate> delegate;
+  };
+  using SynchronousAnswer = std::function<UrlAnswer(const UrlRequest&)>;
+
+  void connectionWithRequest(const UrlRequest& request,
+                             std::shared_ptr<UrlConnectionDelegate> delegate) override;
+  UrlAnswer sendSynchronousRequest(const UrlRequest& request) override;
+
+  /// Ends every later asynchronous request with this status, on the thread that starts it.
+  void answerAllWith(int status);
+  /// Tells the delegate of the request at the position how it ended, on the calling thread.
+  void answer(std::size_t position, int status);
+  void fail(std::size_t position, const Error& error);
+  /// Waits until that many asynchronous, or synchronous, requests were made; false when they were not in
+  /// time.
+  bool waitForRequests(std::size_t count);
+  bool waitForSynchronousRequests(std::size_t count);
+
+  std::vector<Started> started() const;
+  /// Bodies of the asynchronous requests, in order.
+  std::vector<std::string> bodies() const;
+  std::vector<UrlRequest> synchronousRequests() const;
+  /// How synchronous requests are answered; at first every one fails with an error.
+  void setSynchronousAnswer(SynchronousAnswer answer);
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Started> started_;
+  std::vector<UrlRequest> synchronous_;
+  SynchronousAnswer synchronousAnswer_;
+  int standingStatus_ = 0;
+};
+
+class FakeUuids final : public UuidSource {
+ public:
+  String createUuid() override;
+  std::atomic<bool> givesNone = false;
+
+ private:
+  std::atomic<int> count_ = 0;
+};
+
+class FakeCrashReporter final : public CrashReporter {
+ public:
+  bool enable() override;
+  int enabledCount = 0;
+  bool throws = false;
+};
+
+class FakeLog final : public PlatformLog {
+ public:
+  void writeLine(const String& line) override;
+  std::vector<std::string> lines() const;
+  /// Called with each later line, on the thread that writes it.
+  void setListener(std::function<void(const std::string&)> listener);
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> lines_;
+  std::function<void(const std::string&)> listener_;
+};
+
+/// Keeps threads that the library starts from running, unless told otherwise.
+class FakeThreads final : public Threads {
+ public:
+  void start(const char* name, std::function<void()> body) override;
+  void yield() override;
+
+  std::vector<std::string> startedNames() const;
+  bool hasThreads = true;          ///< false: starting one throws std::system_error
+  std::atomic<bool> runs = false;  ///< true: later threads really run
+  std::atomic<int> yields = 0;     ///< how often a thread of the library let another one run
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> names_;
+};
+
+/// A whole platform of fakes, with the system's own JSON parser and archive. It is never destroyed: threads
+/// of the library may outlive the test.
+struct FakePlatform {
+  FakeClock clock;
+  FakeFileSystem files;
+  FakeDeviceFacts device;
+  FakeNetworkInterfaces interfaces;
+  FakeReachability reachability;
+  FakeUrlLoader urlLoader;
+  FakeUuids uuids;
+  FakeCrashReporter crashReporter;
+  FakeLog log;
+  FakeThreads threads;
+
+  /// Makes one and installs it.
+  static FakePlatform& install();
+};
+
+}  // namespace pxa::test

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <chrono>
+#include <thread>
+
+#include <pxalog/Diagnostics.h>
+
+#include "support/FakePlatform.h"
+
+namespace pxa::test {
+
+/// Waits until the condition holds and returns whether it did in time.
+template <class Condition>
+bool waitUntil(Condition condition, std::chrono::seconds patience = kPatience) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+/// The same for a condition on the diagnostics.
+template <class Condition>
+bool waitForSnapshot(Condition condition, std::chrono::seconds patience = kPatience) {
+  return waitUntil([&] { return condition(Diagnostics::snapshot()); }, patience);
+}
+
+}  // namespace pxa::test
