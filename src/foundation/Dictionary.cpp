@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -21,8 +20,7 @@ constexpr std::uint32_t kNoPosition = 0;
 
 bool isSameKey(const String& key, std::string_view wanted) {
   const std::string_view text = key.view();
-  return text.size() == wanted.size() &&
-         (text.data() == wanted.data() || std::memcmp(text.data(), wanted.data(), wanted.size()) == 0);
+  return text.size() == wanted.size() && (text.data() == wanted.data() || text == wanted);
 }
 
 std::uint32_t hashOf(std::string_view key) {

@@ -28,6 +28,14 @@ void takeSign(std::string_view& text) {
   if (text.starts_with('-') || text.starts_with('+')) text.remove_prefix(1);
 }
 
+constexpr std::int64_t kLargestPower = std::int64_t{1} << 60;
+
+std::uint64_t truncatedToUInt64(double value) {
+  constexpr double kLimit = 18446744073709551616.0;  // 2^64
+  if (std::isnan(value) || value <= 0) return 0;
+  return value >= kLimit ? std::numeric_limits<std::uint64_t>::max() : static_cast<std::uint64_t>(value);
+}
+
 std::int64_t truncatedToInt64(double value) {
   constexpr double kLimit = 9223372036854775808.0;  // 2^63
   if (std::isnan(value)) return 0;
@@ -36,16 +44,44 @@ std::int64_t truncatedToInt64(double value) {
   return static_cast<std::int64_t>(value);
 }
 
-/// The value of decimal digits as a double; what from_chars leaves open beyond its range is 0 or infinity.
+std::string_view mantissaOf(std::string_view digits) {
+  return digits.substr(0, digits.find_first_of("eE"));
+}
+
+bool isZero(std::string_view digits) {
+  return mantissaOf(digits).find_first_of("123456789") == std::string_view::npos;
+}
+
+/// Whether a decimal other than zero is smaller than 1.
+bool isBelowOne(std::string_view digits) {
+  const std::string_view mantissa = mantissaOf(digits);
+  const auto point = static_cast<std::int64_t>(std::min(mantissa.find('.'), mantissa.size()));
+  const auto firstDigit = static_cast<std::int64_t>(mantissa.find_first_of("123456789"));
+  const std::string_view exponent =
+      mantissa.size() < digits.size() ? digits.substr(mantissa.size() + 1) : "0";
+  const std::int64_t power =
+      std::clamp<std::int64_t>(leadingInteger(exponent), -kLargestPower, kLargestPower);
+  return (firstDigit < point ? point - firstDigit - 1 : point - firstDigit) + power < 0;
+}
+
+/// The value of decimal digits as a double; beyond its range 0 or infinity.
 double doubleOfDigits(std::string_view digits) {
   if (digits.starts_with('+')) digits.remove_prefix(1);
   double value = 0;
   const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   if (result.ec != std::errc::result_out_of_range) return value;
-  const auto exponent = digits.find_first_of("eE");
-  const bool isTiny = exponent != std::string_view::npos && digits.substr(exponent + 1).starts_with('-');
-  const double magnitude = isTiny ? 0.0 : std::numeric_limits<double>::infinity();
+  const double magnitude = isBelowOne(digits) ? 0.0 : std::numeric_limits<double>::infinity();
   return digits.starts_with('-') ? -magnitude : magnitude;
+}
+
+/// The integer that the digits are, if they are one of that type and nothing else.
+template <class Integer>
+std::optional<Integer> integerOfDigits(std::string_view digits) {
+  if (digits.starts_with('+')) digits.remove_prefix(1);
+  Integer value = 0;
+  const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  if (result.ec != std::errc() || result.ptr != digits.data() + digits.size()) return std::nullopt;
+  return value;
 }
 
 template <class T>
@@ -88,7 +124,7 @@ bool Number::boolValue() const noexcept {
     case Kind::Double:
       return payload_.floating != 0;
     case Kind::Decimal:
-      return doubleValue() != 0;
+      return !isZero(payload_.digits->view());
     default:
       return payload_.integer != 0;
   }
@@ -100,10 +136,12 @@ std::int64_t Number::longLongValue() const noexcept {
       return payload_.unsignedInteger > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())
                  ? std::numeric_limits<std::int64_t>::max()
                  : static_cast<std::int64_t>(payload_.unsignedInteger);
+    case Kind::Decimal:
+      if (const auto integer = integerOfDigits<std::int64_t>(payload_.digits->view())) return *integer;
+      return truncatedToInt64(doubleValue());
     case Kind::Float:
     case Kind::Double:
-    case Kind::Decimal:
-      return truncatedToInt64(doubleValue());
+      return truncatedToInt64(payload_.floating);
     default:
       return payload_.integer;
   }
@@ -114,8 +152,18 @@ std::int32_t Number::intValue() const noexcept {
 }
 
 std::uint64_t Number::unsignedLongLongValue() const noexcept {
-  if (kind_ == Kind::UInt64) return payload_.unsignedInteger;
-  return static_cast<std::uint64_t>(std::max<std::int64_t>(longLongValue(), 0));
+  switch (kind_) {
+    case Kind::UInt64:
+      return payload_.unsignedInteger;
+    case Kind::Decimal:
+      if (const auto integer = integerOfDigits<std::uint64_t>(payload_.digits->view())) return *integer;
+      return truncatedToUInt64(doubleValue());
+    case Kind::Float:
+    case Kind::Double:
+      return truncatedToUInt64(payload_.floating);
+    default:
+      return static_cast<std::uint64_t>(std::max<std::int64_t>(payload_.integer, 0));
+  }
 }
 
 double Number::doubleValue() const noexcept {

@@ -1,6 +1,8 @@
 #include "platform/console.h"
 
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Platform.h"
@@ -10,7 +12,8 @@ namespace pxa::console {
 namespace {
 
 thread_local int locksHeld = 0;
-thread_local std::vector<String> waitingLines;
+// No object with a destructor: the thread that ends the process may still write.
+thread_local std::vector<String>* waitingLines = nullptr;
 
 void writeNow(const String& line) noexcept {
   try {
@@ -25,7 +28,8 @@ void writeNow(const String& line) noexcept {
 void write(const String& line) noexcept {
   if (locksHeld == 0) return writeNow(line);
   try {
-    waitingLines.push_back(line);
+    if (waitingLines == nullptr) waitingLines = new std::vector<String>;
+    waitingLines->push_back(line);
   } catch (...) {
     // No memory for the line: it is lost.
   }
@@ -44,10 +48,9 @@ void lockTaken() noexcept {
 }
 
 void lockLeft() noexcept {
-  if (--locksHeld > 0 || waitingLines.empty()) return;
-  std::vector<String> lines;
-  lines.swap(waitingLines);
-  for (const String& line : lines) writeNow(line);
+  if (--locksHeld > 0 || waitingLines == nullptr) return;
+  const std::unique_ptr<std::vector<String>> lines(std::exchange(waitingLines, nullptr));
+  for (const String& line : *lines) writeNow(line);
 }
 
 }  // namespace pxa::console

@@ -57,16 +57,20 @@ bool writeAll(int descriptor, std::string_view bytes) {
   return true;
 }
 
-/// A name beside the path that no other writer of this or another process uses.
+std::string directoryOf(const String& path) {
+  const std::string directory = std::filesystem::path(path.view()).parent_path().string();
+  return directory.empty() ? "." : directory;
+}
+
+/// A name in the same directory that no other writer of this or another process uses.
 std::string temporaryPathBeside(const String& path) {
   static std::atomic<unsigned> counter = 0;
-  return std::string(path.view()) + "." + std::to_string(::getpid()) + "." + std::to_string(counter++) +
+  return directoryOf(path) + "/.pxalog-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) +
          ".tmp";
 }
 
 void flushDirectoryOf(const String& path) {
-  const std::string directory = std::filesystem::path(path.view()).parent_path().string();
-  const FileDescriptor descriptor(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor descriptor(::open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (descriptor.isOpen()) ::fsync(descriptor.get());
 }
 
@@ -104,7 +108,7 @@ std::optional<Data> LinuxFileSystem::read(const String& path) {
 bool LinuxFileSystem::write(const String& path, const Data& content) {
   const FileDescriptor file(
       ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, kOwnerOnlyFile));
-  return file.isOpen() && writeAll(file.get(), content.view());
+  return file.isOpen() && ::fchmod(file.get(), kOwnerOnlyFile) == 0 && writeAll(file.get(), content.view());
 }
 
 bool LinuxFileSystem::writeAtomically(const String& path, const Data& content) {
@@ -127,7 +131,7 @@ bool LinuxFileSystem::writeAtomically(const String& path, const Data& content) {
 }
 
 bool LinuxFileSystem::removeFile(const String& path) {
-  return ::unlink(path.c_str()) == 0 || errno == ENOENT;
+  return ::unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
 }
 
 }  // namespace pxa

@@ -73,10 +73,11 @@ std::string defaultRouteInterface(const std::string& routeTable) {
   while (std::getline(lines, line)) {
     std::istringstream fields(line);
     std::string interface;
-    unsigned long destination = 0, gateway = 0, flags = 0, references = 0, uses = 0, metric = 0;
-    fields >> interface >> std::hex >> destination >> gateway >> flags >> std::dec >> references >> uses >>
-        metric;
-    if (fields && destination == 0 && (flags & RTF_UP) != 0 && metric < bestMetric) {
+    unsigned long destination = 0, gateway = 0, flags = 0, references = 0, uses = 0, metric = 0, mask = 0;
+    fields >> interface >> std::hex >> destination >> gateway >> flags;
+    fields >> std::dec >> references >> uses >> metric >> std::hex >> mask;
+    const bool leadsAnywhere = destination == 0 && mask == 0 && (flags & (RTF_UP | RTF_REJECT)) == RTF_UP;
+    if (fields && leadsAnywhere && metric < bestMetric) {
       best = interface;
       bestMetric = metric;
     }
@@ -85,7 +86,7 @@ std::string defaultRouteInterface(const std::string& routeTable) {
 }
 
 std::string phoneInterfaceName(const std::string& name, const std::string& defaultRouteInterface) {
-  if (startsWithAny(name, {"wwan"})) return "pdp_ip0";
+  if (startsWithAny(name, {"ww"})) return "pdp_ip0";
   if (name == defaultRouteInterface) return "en0";
   if (startsWithAny(name, {"en", "eth", "wl"})) return "en1";
   return name;

@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxReachability.h"
 
+#include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <string>
@@ -11,8 +12,13 @@ namespace pxa {
 
 namespace {
 
+/// Whether the host, behind which a port or a path may stand, names this machine itself.
 bool isThisMachine(std::string_view host) {
-  return host.starts_with("localhost") || host.starts_with("127.") || host.starts_with("[::1]");
+  if (host.starts_with("[::1]")) return true;
+  const std::string name(host.substr(0, host.find_first_of(":/")));
+  in_addr address{};
+  return name == "localhost" ||
+         (name.starts_with("127.") && ::inet_pton(AF_INET, name.c_str(), &address) == 1);
 }
 
 bool isUsable(const ifaddrs& entry) {
@@ -35,7 +41,7 @@ class Target final : public ReachabilityTarget {
     bool hasMobile = false;
     for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
       if (!isUsable(*entry)) continue;
-      if (!std::string_view(entry->ifa_name).starts_with("wwan")) return kReachabilityReachable;
+      if (!std::string_view(entry->ifa_name).starts_with("ww")) return kReachabilityReachable;
       hasMobile = true;
     }
     return hasMobile ? kReachabilityReachable | kReachabilityIsWWAN : 0;

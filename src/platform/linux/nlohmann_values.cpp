@@ -12,6 +12,8 @@
 #include <pxalog/Array.h>
 #include <pxalog/Dictionary.h>
 
+#include "platform/linux/plain_cbor.h"
+
 namespace pxa {
 
 namespace {
@@ -98,6 +100,10 @@ Json numberToJson(const Number& number) {
     case Number::Kind::UInt64:
       return number.unsignedLongLongValue();
     case Number::Kind::Float:
+      // The double that has the same text, not the one that has the same value.
+      if (const auto decimal = Decimal::parse(number.stringValue().view()))
+        return Number(*decimal).doubleValue();
+      return number.doubleValue();
     case Number::Kind::Double:
     case Number::Kind::Decimal:
       return number.doubleValue();
@@ -137,6 +143,8 @@ Json toJson(const Value& value, std::size_t levelsLeft) {
 }  // namespace
 
 std::optional<Value> NlohmannJsonParser::parse(const Data& text) {
+  // The library takes a NUL for the end of the text.
+  if (text.view().find('\0') != std::string_view::npos) return std::nullopt;
   std::optional<Value> value =
       read(text, Json::input_format_t::json, std::numeric_limits<std::size_t>::max());
   if (value && value->kind() != Value::Kind::Array && value->kind() != Value::Kind::Dictionary)
@@ -150,6 +158,7 @@ Data CborKeyedArchive::archive(const Dictionary& root) {
 }
 
 std::optional<Dictionary> CborKeyedArchive::unarchive(const Data& archive) {
+  if (!isPlainCbor(archive.view(), kDeepestNesting)) return std::nullopt;
   const std::optional<Value> root = read(archive, Json::input_format_t::cbor, kDeepestNesting);
   if (!root || root->kind() != Value::Kind::Dictionary) return std::nullopt;
   return root->dictionary();
