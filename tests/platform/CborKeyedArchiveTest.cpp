@@ -1,0 +1,384 @@
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <sys/resource.h>
+
+#include <pxalog/Array.h>
+#include <pxalog/Dictionary.h>
+
+#include "platform/linux/nlohmann_values.h"
+
+namespace pxa {
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::size_t kDeepest = CborKeyedArchive::kDeepestNesting;
+
+std::optional<Dictionary> unarchive(std::string_view bytes) {
+  return CborKeyedArchive().unarchive(Data(bytes));
+}
+
+std::string archive(const Dictionary& root) {
+  return std::string(CborKeyedArchive().archive(root).view());
+}
+
+/// What comes back for a value; null, and a failed test, when nothing does.
+Value roundTrip(const Value& value) {
+  const std::optional<Dictionary> root = unarchive(archive(Dictionary{{"value", value}}));
+  EXPECT_TRUE(root && root->size() == 1 && root->contains("value"));
+  return root ? root->value("value") : Value();
+}
+
+/// A dictionary in which the value lies below that many further containers.
+Dictionary nested(Value value, std::size_t levels) {
+  for (std::size_t i = 0; i < levels; ++i)
+    value = i % 2 == 0 ? Value(Array{value}) : Value(Dictionary{{"k", value}});
+  return {{"root", value}};
+}
+
+/// One of everything that an archive may hold, in the kinds in which it comes back.
+Dictionary everything() {
+  return {
+      {"null", nullptr},
+      {"true", true},
+      {"false", false},
+      {"zero", 0LL},
+      {"negative", -1LL},
+      {"least", std::numeric_limits<std::int64_t>::min()},
+      {"greatest", std::numeric_limits<std::int64_t>::max()},
+      {"unsigned", std::numeric_limits<std::uint64_t>::max()},
+      {"half", 0.5},
+      {"tenth", 0.1},
+      {"huge", std::numeric_limits<double>::max()},
+      {"infinite", -std::numeric_limits<double>::infinity()},
+      {"empty text", ""},
+      {"text",
+       "Gr\xC3\xBC\xC3\x9F"
+       "e \xF0\x9F\x98\x80"},
+      {"text with NUL", "a\0b"sv},
+      {"long text", std::string(70'000, 't')},
+      {"no bytes", Data(""sv)},
+      {"bytes", Data("\xFF\0\x80 bytes"sv)},
+      {"long bytes", Data(std::string(70'000, '\xFE'))},
+      {"empty array", Value(Array())},
+      {"array", Array{1LL, "two", nullptr, Array{3LL}}},
+      {"empty dictionary", Value(Dictionary())},
+      {"dictionary", Dictionary{{"", "empty key"}, {"deeper", Dictionary{{"k", Data("x"sv)}}}}},
+  };
+}
+
+TEST(CborKeyedArchive, BringsBackEveryKindOfValue) {
+  for (const Dictionary::Entry& entry : everything())
+    EXPECT_TRUE(roundTrip(entry.value) == entry.value) << entry.key.view();
+}
+
+TEST(CborKeyedArchive, BringsBackAWholeDictionary) {
+  const std::optional<Dictionary> root = unarchive(archive(everything()));
+  ASSERT_TRUE(root);
+  EXPECT_TRUE(Value(*root) == Value(everything()));
+}
+
+TEST(CborKeyedArchive, BringsBackAnEmptyDictionary) {
+  const std::optional<Dictionary> root = unarchive(archive(Dictionary()));
+  ASSERT_TRUE(root);
+  EXPECT_FALSE(root->isNil());
+  EXPECT_EQ(root->size(), 0U);
+}
+
+TEST(CborKeyedArchive, BringsBackNarrowIntegersWithTheirValue) {
+  for (const Number& number : {Number(static_cast<signed char>(-128)), Number(static_cast<short>(-32768)),
+                               Number(-5), Number(7U), Number(5ULL), Number(static_cast<char>(2))})
+    EXPECT_EQ(roundTrip(number).number().stringValue(), number.stringValue()) << number.stringValue().view();
+}
+
+TEST(CborKeyedArchive, BringsBackEveryLengthOfInteger) {
+  for (unsigned bits = 0; bits < 63; ++bits)
+    for (const std::int64_t offset : {-1, 0, 1})
+      for (const std::int64_t sign : {-1, 1}) {
+        const std::int64_t integer = sign * ((std::int64_t{1} << bits) + offset);
+        EXPECT_TRUE(roundTrip(integer) == Value(integer)) << integer;
+      }
+}
+
+TEST(CborKeyedArchive, BringsBackADoubleBitByBit) {
+  for (const double number : {-0.0, 1.0, 1.5, 3.4028234663852886e38, 1e-45, 5e-324, 1.0 / 3}) {
+    const double back = roundTrip(number).number().doubleValue();
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(back), std::bit_cast<std::uint64_t>(number)) << number;
+  }
+}
+
+TEST(CborKeyedArchive, BringsBackWhatIsNotANumber) {
+  EXPECT_TRUE(std::isnan(roundTrip(std::numeric_limits<double>::quiet_NaN()).number().doubleValue()));
+}
+
+TEST(CborKeyedArchive, BringsBackAFloatWithTheTextItHad) {
+  EXPECT_EQ(roundTrip(0.1F).number().stringValue(), "0.1");
+}
+
+TEST(CborKeyedArchive, BringsBackTextAsTextAndBytesAsBytes) {
+  EXPECT_EQ(roundTrip("same").kind(), Value::Kind::String);
+  EXPECT_EQ(roundTrip(Data("same"sv)).kind(), Value::Kind::Data);
+}
+
+class Plain final : public Object {
+ public:
+  [[nodiscard]] String className() const override { return "Plain"; }
+};
+
+TEST(CborKeyedArchive, RefusesToArchiveAnObject) {
+  const Value object(std::make_shared<Plain>());
+  EXPECT_THROW(archive({{"object", object}}), std::invalid_argument);
+  EXPECT_THROW(archive({{"array", Array{1, object}}}), std::invalid_argument);
+  EXPECT_THROW(archive({{"dictionary", Dictionary{{"object", object}}}}), std::invalid_argument);
+}
+
+TEST(CborKeyedArchive, ReadsTheDeepestThatItWrites) {
+  for (std::size_t levels = kDeepest - 4; levels <= kDeepest + 1; ++levels) {
+    const Dictionary root = nested("bottom", levels);
+    std::string bytes;
+    try {
+      bytes = archive(root);
+    } catch (const std::invalid_argument&) {
+      continue;
+    }
+    const std::optional<Dictionary> back = unarchive(bytes);
+    ASSERT_TRUE(back) << levels;
+    EXPECT_TRUE(Value(*back) == Value(root)) << levels;
+  }
+}
+
+TEST(CborKeyedArchive, RefusesToArchiveAMillionLevels) {
+  EXPECT_THROW(archive(nested("bottom", 1'000'000)), std::invalid_argument);
+}
+
+/// Decodes the part of CBOR that archives are made of; throws std::out_of_range or std::domain_error for the
+/// rest.
+class SmallDecoder {
+ public:
+  explicit SmallDecoder(std::string_view bytes) : bytes_(bytes) {}
+
+  Value next() {
+    const std::uint64_t head = integer(1);
+    const std::uint64_t information = head & 31U;
+    if (head >> 5U == 7) return simple(information);
+    const std::uint64_t argument =
+        information < 24 ? information : integer(std::size_t{1} << (information - 24));
+    switch (head >> 5U) {
+      case 0:
+        return argument > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())
+                   ? Value(argument)
+                   : Value(static_cast<std::int64_t>(argument));
+      case 1:
+        return -1 - static_cast<std::int64_t>(argument);
+      case 2:
+        return Data(take(argument));
+      case 3:
+        return take(argument);
+      case 4:
+        return array(argument);
+      case 5:
+        return dictionary(argument);
+      default:
+        throw std::domain_error("tag");
+    }
+  }
+  [[nodiscard]] bool isAtEnd() const { return bytes_.empty(); }
+
+ private:
+  std::string_view take(std::size_t count) {
+    if (count > bytes_.size()) throw std::out_of_range("cut short");
+    const std::string_view taken = bytes_.substr(0, count);
+    bytes_.remove_prefix(count);
+    return taken;
+  }
+  std::uint64_t integer(std::size_t size) {
+    std::uint64_t value = 0;
+    for (const char byte : take(size)) value = value << 8U | static_cast<unsigned char>(byte);
+    return value;
+  }
+  Value array(std::uint64_t count) {
+    Array array;
+    for (; count > 0; --count) array.append(next());
+    return array;
+  }
+  Value dictionary(std::uint64_t count) {
+    Dictionary dictionary;
+    for (; count > 0; --count) {
+      const String key = next().string();
+      dictionary.set(key, next());
+    }
+    return dictionary;
+  }
+  Value simple(std::uint64_t information) {
+    switch (information) {
+      case 20:
+        return false;
+      case 21:
+        return true;
+      case 22:
+        return nullptr;
+      case 25:
+        return half(static_cast<int>(integer(2)));
+      case 26:
+        return static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(integer(4))));
+      case 27:
+        return std::bit_cast<double>(integer(8));
+      default:
+        throw std::domain_error("simple value");
+    }
+  }
+  static double half(int bits) {
+    const int exponent = bits >> 10 & 31;
+    const int mantissa = bits & 1023;
+    double magnitude = mantissa == 0 ? std::numeric_limits<double>::infinity() : std::nan("");
+    if (exponent != 31)
+      magnitude = std::ldexp(exponent == 0 ? mantissa : mantissa + 1024, std::max(exponent, 1) - 25);
+    return (bits & 0x8000) != 0 ? -magnitude : magnitude;
+  }
+
+  std::string_view bytes_;
+};
+
+TEST(CborKeyedArchive, WritesWhatAnotherDecoderReads) {
+  const std::string bytes = archive(everything());
+  SmallDecoder decoder(bytes);
+  EXPECT_TRUE(decoder.next() == Value(everything()));
+  EXPECT_TRUE(decoder.isAtEnd());
+}
+
+TEST(CborKeyedArchive, RefusesNil) {
+  EXPECT_FALSE(CborKeyedArchive().unarchive(nullptr));
+}
+
+TEST(CborKeyedArchive, RefusesAnArchiveThatIsCutShortAnywhere) {
+  const Dictionary root{
+      {"text", "abc"}, {"bytes", Data("x"sv)}, {"array", Array{1, 2.5, true}}, {"d", Dictionary{{"k", -1}}}};
+  const std::string bytes = archive(root);
+  for (std::size_t size = 0; size < bytes.size(); ++size)
+    EXPECT_FALSE(unarchive(bytes.substr(0, size))) << size;
+}
+
+TEST(CborKeyedArchive, RefusesWhatFollowsTheArchive) {
+  EXPECT_FALSE(unarchive(archive({{"k", 1}}) + '\0'));
+}
+
+TEST(CborKeyedArchive, RefusesARootThatIsNotADictionary) {
+  for (const std::string_view bytes :
+       {"\x00"sv, "\x20"sv, "\x61x"sv, "\x41x"sv, "\x80"sv, "\xF6"sv, "\xF5"sv})
+    EXPECT_FALSE(unarchive(bytes));
+}
+
+TEST(CborKeyedArchive, RefusesGarbage) {
+  for (const std::string_view bytes : {
+           "{\"k\": 1}"sv, "\xFF"sv, "\xA1"sv,
+           "\xA1\x01\x01"sv,           // a key that is not a text
+           "\xA1\x41k\x01"sv,          // a key of bytes
+           "\xA1\x61k\xFF"sv,          // an end where a value belongs
+           "\xA1\x61k\x1C"sv,          // a reserved length
+           "\xA1\x61k\xF8\x18"sv,      // an unknown simple value
+           "\xA1\x61k\xFC"sv,          // a reserved simple value
+           "\xBF\x61k\xFF"sv,          // an unbounded dictionary that ends behind a key
+           "\xA1\x61k\x7F\x41x\xFF"sv  // bytes inside a text
+       })
+    EXPECT_FALSE(unarchive(bytes));
+}
+
+TEST(CborKeyedArchive, SurvivesAnyBytes) {
+  std::mt19937 random(20240502);
+  for (int i = 0; i < 20'000; ++i) {
+    std::string bytes(random() % 40, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(static_cast<unsigned char>(random()));
+    unarchive(bytes);
+  }
+}
+
+TEST(CborKeyedArchive, SurvivesAnArchiveWithAnyBytesChanged) {
+  const std::string original =
+      archive({{"text", "abc"}, {"bytes", Data("x"sv)}, {"a", Array{1, 2.5, Array{true}}}});
+  std::mt19937 random(20240503);
+  for (int i = 0; i < 20'000; ++i) {
+    std::string bytes = original;
+    for (std::size_t changes = 1 + random() % 3; changes > 0; --changes)
+      bytes[random() % bytes.size()] = static_cast<char>(static_cast<unsigned char>(random()));
+    unarchive(bytes);
+  }
+}
+
+/// Largest memory of this process so far, in kilobytes.
+long peakMemory() {
+  rusage usage{};
+  ::getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+/// Far more than reading a small archive takes, far less than the sizes that the archives below declare.
+constexpr long kFewKilobytes = 65'536;
+
+TEST(CborKeyedArchive, RefusesHugeDeclaredLengthsWithoutTheMemoryForThem) {
+  const long before = peakMemory();
+  for (const std::string_view bytes : {
+           "\xBB\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"sv,
+           "\xBA\x40\x00\x00\x00\x61k"sv,
+           "\x9B\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"sv,
+           "\xA1\x61k\x9B\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"sv,
+           "\xA1\x61k\x9B\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01"sv,
+           "\xA1\x61k\x9A\x40\x00\x00\x00\x01"sv,
+           "\xA1\x61k\x5B\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFFx"sv,
+           "\xA1\x61k\x5B\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFFx"sv,
+           "\xA1\x61k\x5A\x40\x00\x00\x00x"sv,
+           "\xA1\x61k\x7B\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFFx"sv,
+           "\xA1\x61k\x7A\x40\x00\x00\x00x"sv,
+           "\xA1\x7B\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFFk"sv,
+       })
+    EXPECT_FALSE(unarchive(bytes));
+  EXPECT_LT(peakMemory() - before, kFewKilobytes);
+}
+
+/// A dictionary whose only value starts with the same few bytes over and over.
+std::string repeatedInside(std::string_view bytes, int count) {
+  std::string archive = "\xA1\x61k";
+  for (int i = 0; i < count; ++i) archive += bytes;
+  return archive;
+}
+
+TEST(CborKeyedArchive, RefusesDeeplyNestedContainers) {
+  const long before = peakMemory();
+  EXPECT_FALSE(unarchive(std::string(100'000, '\x81')));
+  for (const std::string_view head : {"\x81"sv, "\x9F"sv, "\xA1\x61k"sv, "\xBF\x61k"sv})
+    EXPECT_FALSE(unarchive(repeatedInside(head, 100'000)));
+  EXPECT_LT(peakMemory() - before, kFewKilobytes);
+}
+
+TEST(CborKeyedArchive, RefusesDeeplyNestedTags) {
+  EXPECT_FALSE(unarchive(repeatedInside("\xC1", 1'000'000)));
+}
+
+TEST(CborKeyedArchive, RefusesDeeplyNestedPiecesOfText) {
+  EXPECT_FALSE(unarchive(repeatedInside("\x7F", 1'000'000)));
+}
+
+TEST(CborKeyedArchive, RefusesDeeplyNestedPiecesOfBytes) {
+  EXPECT_FALSE(unarchive(repeatedInside("\x5F", 1'000'000)));
+}
+
+TEST(CborKeyedArchive, RefusesDeeplyNestedPiecesOfAKey) {
+  EXPECT_FALSE(unarchive("\xA1" + std::string(1'000'000, '\x7F')));
+}
+
+TEST(CborKeyedArchive, NeverBringsBackATextThatIsNotUtf8) {
+  const std::optional<Dictionary> root = unarchive("\xA1\x61k\x62\xFFz"sv);
+  EXPECT_TRUE(!root || root->value("k").isUtf8());
+}
+
+}  // namespace
+}  // namespace pxa
