@@ -1,8 +1,8 @@
 #pragma once
 
-#include <pxalog/String.h>
-
 #include <string_view>
+
+#include <pxalog/String.h>
 
 /// The keys of an event's record and fields, as they stand on the wire and in archives.
 namespace pxa::key {

@@ -94,9 +94,11 @@ bool PXALog::createPerformanceThread() {
   static auto& settingsThreads = *new std::vector<std::shared_ptr<BackgroundThread>>;
   static auto& insightThreads = *new std::vector<std::shared_ptr<BackgroundThread>>;
   if (!settingsThreads.empty()) return false;
-  const auto insight = std::make_shared<BackgroundThread>("pxa-insight", [] { performanceSendThread(nullptr); });
+  const auto insight =
+      std::make_shared<BackgroundThread>("pxa-insight", [] { performanceSendThread(nullptr); });
   if (insightThreads.empty() && insight->start()) insightThreads.push_back(insight);
-  const auto settings = std::make_shared<BackgroundThread>("pxa-settings", [] { performanceThread(nullptr); });
+  const auto settings =
+      std::make_shared<BackgroundThread>("pxa-settings", [] { performanceThread(nullptr); });
   if (!settings->start()) return false;
   settingsThreads.push_back(settings);
   return true;

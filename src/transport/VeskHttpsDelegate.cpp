@@ -104,7 +104,8 @@ void VeskHttpsDelegate::requeue(const Value& element) {
   const Dictionary members = element.dictionary();
   Dictionary fields;
   for (const Dictionary::Entry& member : members)
-    if (!key::isRecordMember(member.key.view()) && member.key.view() != key::host().view()) fields.set(member.key, member.value);
+    if (!key::isRecordMember(member.key.view()) && member.key.view() != key::host().view())
+      fields.set(member.key, member.value);
   const auto member = [&](const String& name) { return members.value(name.view()); };
   const VeskEventRef event =
       VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
