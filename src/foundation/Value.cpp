@@ -186,46 +186,58 @@ String Value::description() const {
   return String(text);
 }
 
+namespace {
+
+using Pairs = std::vector<std::pair<Value, Value>>;
+
+/// False when two arrays differ in length; otherwise their elements are still to be compared.
+bool addElementsOf(const Array& left, const Array& right, Pairs& pairs) {
+  if (left.size() != right.size()) return false;
+  for (std::size_t i = 0; i < left.size(); ++i) pairs.emplace_back(left.at(i), right.at(i));
+  return true;
+}
+
+/// The same for dictionaries, which must have the same keys.
+bool addEntriesOf(const Dictionary& left, const Dictionary& right, Pairs& pairs) {
+  if (left.size() != right.size()) return false;
+  for (const Dictionary::Entry& entry : left) {
+    const Value* other = right.find(entry.key.view());
+    if (other == nullptr) return false;
+    pairs.emplace_back(entry.value, *other);
+  }
+  return true;
+}
+
+/// Whether two values are equal, but for the elements that are added to the pairs.
+bool isEqualButForElements(const Value& left, const Value& right, Pairs& pairs) {
+  if (left.kind() != right.kind()) return false;
+  switch (left.kind()) {
+    case Value::Kind::Null:
+      return true;
+    case Value::Kind::Number:
+      return left.number() == right.number();
+    case Value::Kind::String:
+    case Value::Kind::Data:
+      return left.bytes() == right.bytes();
+    case Value::Kind::Array:
+      return addElementsOf(left.array(), right.array(), pairs);
+    case Value::Kind::Dictionary:
+      return addEntriesOf(left.dictionary(), right.dictionary(), pairs);
+    case Value::Kind::Object:
+      return left.object() == right.object();
+  }
+  return false;
+}
+
+}  // namespace
+
 bool operator==(const Value& left, const Value& right) {
-  std::vector<std::pair<Value, Value>> pairs{{left, right}};
+  Pairs pairs;
+  if (!isEqualButForElements(left, right, pairs)) return false;
   while (!pairs.empty()) {
-    const auto [a, b] = std::move(pairs.back());
+    const std::pair<Value, Value> next = pairs.back();
     pairs.pop_back();
-    if (a.kind_ != b.kind_) return false;
-    switch (a.kind_) {
-      case Value::Kind::Null:
-        break;
-      case Value::Kind::Number:
-        if (!(a.number() == b.number())) return false;
-        break;
-      case Value::Kind::String:
-      case Value::Kind::Data:
-        if (a.bytes() != b.bytes()) return false;
-        break;
-      case Value::Kind::Array: {
-        if (a.payload_.array == b.payload_.array) break;
-        const Array first = a.array();
-        const Array second = b.array();
-        if (first.size() != second.size()) return false;
-        for (std::size_t i = 0; i < first.size(); ++i) pairs.emplace_back(first.at(i), second.at(i));
-        break;
-      }
-      case Value::Kind::Dictionary: {
-        if (a.payload_.dictionary == b.payload_.dictionary) break;
-        const Dictionary first = a.dictionary();
-        const Dictionary second = b.dictionary();
-        if (first.size() != second.size()) return false;
-        for (const Dictionary::Entry& entry : first) {
-          const Value* other = second.find(entry.key.view());
-          if (other == nullptr) return false;
-          pairs.emplace_back(entry.value, *other);
-        }
-        break;
-      }
-      case Value::Kind::Object:
-        if (a.object() != b.object()) return false;
-        break;
-    }
+    if (!isEqualButForElements(next.first, next.second, pairs)) return false;
   }
   return true;
 }

@@ -1,6 +1,6 @@
 #include "platform/linux/LinuxDeviceFacts.h"
 
-#include <stdlib.h>
+#include <cstdlib>
 #include <string_view>
 #include <sys/utsname.h>
 

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <atomic>
-#include <errno.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <pwd.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>

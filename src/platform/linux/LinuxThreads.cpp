@@ -1,7 +1,7 @@
 #include "platform/linux/LinuxThreads.h"
 
+#include <csignal>
 #include <pthread.h>
-#include <signal.h>
 #include <string>
 #include <thread>
 #include <utility>

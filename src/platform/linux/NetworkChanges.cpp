@@ -1,7 +1,7 @@
 #include "platform/linux/NetworkChanges.h"
 
 #include <array>
-#include <errno.h>
+#include <cerrno>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
