@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -32,10 +33,16 @@ Dictionary containerUnder(const Dictionary& parent, const char* key) {
   return value->dictionary();
 }
 
-/// What an "enable" says: a number its truth, a text false. Throws for a value that has no truth.
-bool enableOf(const Dictionary& kind) {
+/// The "enable" of one kind of data; nothing when it is missing.
+std::optional<Value> enableOf(const Dictionary& kind) {
   const Value* enable = kind.find("enable");
-  if (enable == nullptr || enable->kind() == Value::Kind::String) return false;
+  return enable == nullptr ? std::nullopt : std::optional<Value>(*enable);
+}
+
+/// What an "enable" says: a number its truth, a text or a missing one false. Throws for a value that has no
+/// truth.
+bool truthOf(const std::optional<Value>& enable) {
+  if (!enable || enable->kind() == Value::Kind::String) return false;
   if (enable->kind() != Value::Kind::Number) throw std::invalid_argument("an enable without a truth value");
   return enable->number().boolValue();
 }
@@ -77,16 +84,17 @@ VeskHandleRef PXALog::Fill_Handler_by_SettingsAPI_loadData_HanderID(const VeskHa
   try {
     const Dictionary result = containerUnder(parseAnswer(text), "result");
     const Dictionary networkInsights = containerUnder(result, "networkinsights");
-    const bool isNetworkInsight = enableOf(networkInsights);
-    const bool isCrash = enableOf(containerUnder(result, "crash"));
-    const bool isLog = enableOf(containerUnder(result, "log"));
-    const bool isSession = enableOf(containerUnder(result, "session"));
-    handle->setIsNetworkInsight(isNetworkInsight);
-    handle->setIsCrash(isCrash);
-    handle->setIsLog(isLog);
-    handle->setIsSession(isSession);
+    const std::optional<Value> networkInsight = enableOf(networkInsights);
+    const std::optional<Value> crash = enableOf(containerUnder(result, "crash"));
+    const std::optional<Value> log = enableOf(containerUnder(result, "log"));
+    const std::optional<Value> session = enableOf(containerUnder(result, "session"));
+    // Each takes effect before the next is looked at, also when that one turns out to have no truth value.
+    handle->setIsNetworkInsight(truthOf(networkInsight));
+    handle->setIsCrash(truthOf(crash));
+    handle->setIsLog(truthOf(log));
+    handle->setIsSession(truthOf(session));
     createLogSendThread();
-    if (isNetworkInsight) queueProbes(networkInsights, handleId);
+    if (handle->isNetworkInsight()) queueProbes(networkInsights, handleId);
   } catch (const std::exception&) {
     switchOnAllKinds(*handle);
   }
