@@ -256,9 +256,13 @@ std::vector<std::string> FakeThreads::startedNames() const {
 FakePlatform& FakePlatform::install() {
   auto& fakes = *new FakePlatform;
   const Platform& system = systemPlatform();
-  Platform::install(*new Platform{fakes.clock, fakes.files, fakes.device, fakes.interfaces,
-                                  fakes.reachability, fakes.urlLoader, system.jsonParser, system.keyedArchive,
-                                  fakes.uuids, fakes.crashReporter, fakes.log, fakes.threads});
+  const auto* platform =
+      new Platform{fakes.clock,        fakes.files,         fakes.device,      fakes.interfaces,
+                   fakes.reachability, fakes.urlLoader,     system.jsonParser, system.keyedArchive,
+                   fakes.uuids,        fakes.crashReporter, fakes.log,         fakes.threads};
+  static auto& installed = *new std::vector<const Platform*>;  // so that an earlier one counts as no leak
+  installed.push_back(platform);
+  Platform::install(*platform);
   return fakes;
 }
 
