@@ -4,6 +4,7 @@
 #include <string>
 
 #include "diagnostics/Ledger.h"
+#include "event/error_rate.h"
 #include "event/event_keys.h"
 #include "foundation/Mutex.h"
 #include "foundation/integer_text.h"
@@ -72,13 +73,6 @@ void append(std::deque<VeskEventRef>& queue, Ledger::Place place, const std::deq
     queue.pop_front();
     ledger().drop(place, &Dropped::trimmedOnReload);
   }
-}
-
-/// How often an event was carried over, as its "errorRate" says; a value that has no integer is a failure.
-std::int32_t carriedOver(const Value& errorRate) {
-  if (errorRate.kind() == Value::Kind::String) return errorRate.string().intValue();
-  if (errorRate.kind() == Value::Kind::Number) return errorRate.number().intValue();
-  throw std::invalid_argument(std::string("no integer value: ") + errorRate.className().c_str());
 }
 
 }  // namespace
@@ -163,10 +157,8 @@ void VeskBlockQueue::reloadFailedEventsAsLogs() {
 
 void VeskBlockQueue::countFailedDelivery() {
   for (const VeskEventRef& event : logArray_) {
-    Dictionary fields = event->fields().dictionary();
-    const Value* errorRate = fields.find(key::errorRate().view());
-    const std::int64_t deliveries = errorRate == nullptr ? 1 : std::int64_t{carriedOver(*errorRate)} + 1;
-    fields.set(key::errorRate(), std::to_string(saturatedToInt32(deliveries)));
+    const std::int64_t deliveries = std::int64_t{errorRateOf(*event)} + 1;
+    event->fields().dictionary().set(key::errorRate(), std::to_string(saturatedToInt32(deliveries)));
   }
 }
 

@@ -1,13 +1,14 @@
 #include "transport/collector_request.h"
 
 #include <cstdint>
+#include <exception>
 #include <string>
 
 #include "api/handle/GlobalLock.h"
 #include "api/handle/handle_table.h"
 #include "diagnostics/Ledger.h"
+#include "event/error_rate.h"
 #include "event/event_json.h"
-#include "event/event_keys.h"
 #include "foundation/ByteBuffer.h"
 #include "platform/Platform.h"
 #include "platform/console.h"
@@ -28,13 +29,12 @@ constexpr const char* kCollectorPath = "v2/log";
 /// Whether the event was carried over from a failed delivery too often. A counter that is no text and no
 /// number is told on the console, and the event may go.
 bool hasFailedTooOften(const VeskEvent& event) {
-  const Dictionary fields = event.fields().dictionary();
-  const Value* errorRate = fields.find(key::errorRate().view());
-  if (errorRate == nullptr) return false;
-  if (errorRate->kind() == Value::Kind::String) return errorRate->string().intValue() > kMostFailedDeliveries;
-  if (errorRate->kind() == Value::Kind::Number) return errorRate->number().intValue() > kMostFailedDeliveries;
-  console::write("erroRate Exception : ", std::string("no integer value: ") + errorRate->className().c_str());
-  return false;
+  try {
+    return errorRateOf(event) > kMostFailedDeliveries;
+  } catch (const std::exception& failure) {
+    console::write("erroRate Exception : ", failure.what());
+    return false;
+  }
 }
 
 /// The body of one project's request, while it is put together.
