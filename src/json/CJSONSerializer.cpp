@@ -6,6 +6,8 @@
 
 namespace pxa {
 
+using namespace literals;
+
 namespace {
 
 const JsonEscapes& escapesFor(unsigned options) {
@@ -14,7 +16,7 @@ const JsonEscapes& escapesFor(unsigned options) {
 
 void report(Error* error, int code, std::string_view before, const String& subject) {
   if (error == nullptr) return;
-  const std::string message = std::string(before) + "'" + subject.c_str() + "'";
+  const std::string message = std::string(before).append("'").append(subject.view()).append("'");
   *error = Error::withDescription(CJSONSerializer::kErrorDomain, code, message);
 }
 
@@ -47,14 +49,14 @@ Data CJSONSerializer::serializeObject_error(const Value& object, Error* error) c
 }
 
 Data CJSONSerializer::serializeNull_error(std::nullptr_t, Error*) const {
-  using namespace literals;
   return "null"_text.utf8();
 }
 
 Data CJSONSerializer::serializeNumber_error(const Number& number, Error*) const {
-  ByteBuffer text;
-  JsonEmitter(text).number(number);
-  return text.finish();
+  if (number == Number(false)) return "false"_text.utf8();
+  if (number == Number(true)) return "true"_text.utf8();
+  Number::TextStorage storage;
+  return Data(number.text(storage));
 }
 
 Data CJSONSerializer::serializeString_error(const String& string, Error*) const {
