@@ -11,11 +11,12 @@ namespace pxa {
 /// Char is written as true or false when it is 1 or 0; not-a-number and infinities are written as such, which
 /// is not JSON.
 ///
-/// Operations return nil on failure and then, where an error is asked for, say why: code kUnsupportedType for
-/// an object that offers no JSON, at the level where it is met, and kNotSerializable for anything that could
-/// not be written, a failure further down included. No partial text is ever returned. Nesting is limited by
-/// memory alone; a container that holds itself has no JSON form and must not be given. An object of this
-/// class may be used by several threads at once while its options stay unchanged.
+/// Operations return nil on failure and then, where an error is asked for, say why (nothing for a nil
+/// argument): code kUnsupportedType for an object that offers no JSON, at the level where it is met, and
+/// kNotSerializable for anything that could not be written, a failure further down included. No partial text
+/// is ever returned. Nesting is limited by memory alone; a container that holds itself has no JSON form and
+/// must not be given. An object of this class may be used by several threads at once while its options stay
+/// unchanged.
 class PXALOG_EXPORT CJSONSerializer {
  public:
   static const char* const kErrorDomain;

@@ -14,7 +14,7 @@ struct PXALOG_EXPORT DroppedEvents {
   std::uint64_t noHandleId = 0;          ///< an event without a handle id
   std::uint64_t unknownHandle = 0;       ///< its handle is not open in this process
   std::uint64_t noProjectList = 0;       ///< its project was never initialised in this process
-  std::uint64_t listReplaced = 0;        ///< gathered, then an initialisation replaced the project's list
+  std::uint64_t listReplaced = 0;        ///< an initialisation replaced its project's list, or the queue
   std::uint64_t sessionSwitch = 0;       ///< session logs are switched off
   std::uint64_t crashSwitch = 0;         ///< crash logs are switched off
   std::uint64_t logSwitch = 0;           ///< logs are switched off
@@ -22,9 +22,11 @@ struct PXALOG_EXPORT DroppedEvents {
   std::uint64_t tooManyFailures = 0;     ///< carried over from a failed delivery more than three times
   std::uint64_t noJsonForm = 0;          ///< holds bytes that are not UTF-8, or a value without a JSON form
   std::uint64_t noHandleForRequest = 0;  ///< the handle of its request is not open in this process
-  std::uint64_t unreadableBody = 0;      ///< its request failed and the body could not be read back
-  std::uint64_t trimmedOnReload = 0;     ///< no room in the queue when saved events were read back
-  std::uint64_t fileReplaced = 0;        ///< saved, then a later save replaced the file
+  std::uint64_t unreadableBody =
+      0;  ///< its request failed and its body, for raw control characters perhaps, could not be read back
+  std::uint64_t trimmedOnReload = 0;  ///< no room in the queue when saved events were read back
+  std::uint64_t fileReplaced = 0;     ///< saved, then a later save replaced the file
+  std::uint64_t outOfMemory = 0;      ///< no memory to complete it or to put it into a request
 
   [[nodiscard]] std::uint64_t total() const noexcept;
 };

@@ -10,12 +10,14 @@
 namespace pxa::Host {
 
 /// Names the directory for the library's files, made when it is missing. Default: a folder named after the
-/// program in the user's data directory ($XDG_DATA_HOME, else ~/.local/share). A nil or empty path restores
-/// the default.
+/// program in the user's data directory ($XDG_DATA_HOME, else ~/.local/share). Two
+/// processes must not share one: each takes what the other has saved. A nil or empty path restores the
+/// default.
 PXALOG_EXPORT void setDocumentsDirectory(const String& path);
 
-/// Tells that the application went to the background: queued and failed events are written to files, on the
-/// calling thread, before this returns. At any time.
+/// Tells that the application went to the background: queued and failed events are written to files,
+/// on the calling thread, before this returns; log calls of other threads wait meanwhile. At any time, and
+/// before the process ends if nothing is to be lost.
 PXALOG_EXPORT void didEnterBackground();
 
 /// Tells that the application returns to the foreground: saved events are read back, on the calling thread,
@@ -41,7 +43,7 @@ struct PXALOG_EXPORT DeviceFacts {
   String carrierCountryCode;  ///< ISO code
   String localeDisplayName;
 };
-/// At any time; used from the next event on.
+/// At any time; used for every event that is sent from then on.
 PXALOG_EXPORT void setDeviceFacts(const DeviceFacts& facts);
 
 /// The Unity engine's UnitySendMessage: object, method, message.
@@ -54,7 +56,8 @@ PXALOG_EXPORT void setUnitySendMessage(UnitySendMessage function);
 /// Takes one console line, without line break.
 using LogSink = std::function<void(const String& line)>;
 /// Replaces standard error as the place of the library's few console lines. Called on any thread, one that
-/// holds no lock of the library; what it throws is dropped. An empty function restores the default.
+/// holds no lock of the library; what it throws is dropped. It must return soon: it may run on the thread
+/// that does all network work. An empty function restores the default.
 PXALOG_EXPORT void setLogSink(LogSink sink);
 
 }  // namespace pxa::Host

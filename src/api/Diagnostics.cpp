@@ -6,8 +6,10 @@
 namespace pxa {
 
 Diagnostics::Snapshot Diagnostics::snapshot() {
-  const ProcessFlags& flags = processFlags();
-  return {ledger().events(), ledger().requests(), flags.isSendingHeld, flags.isSettingsPending};
+  Snapshot snapshot = ledger().snapshot();
+  snapshot.isHeldBySynchronousStart = processFlags().isSendingHeld;
+  snapshot.isHeldBySettings = processFlags().isSettingsPending;
+  return snapshot;
 }
 
 }  // namespace pxa

@@ -163,7 +163,7 @@ void PXALog::startSendThread() {
 
 void PXALog::createSession(const String& handleId) {
   if (handleId.isNil()) return;
-  sendLog_errorCode_withMessage_atLocation_forHandleId("INFO"_text, nullptr, "SESSION"_text, nullptr,
+  sendLog_errorCode_withMessage_atLocation_forHandleId("INFO"_text, nullptr, text::session(), nullptr,
                                                        handleId);
 }
 

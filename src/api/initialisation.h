@@ -6,10 +6,6 @@
 
 namespace pxa {
 
-/// Values of a handle's protocol.
-inline constexpr std::int32_t kHttpsProtocol = 0;
-inline constexpr std::int32_t kHttpProtocol = 1;
-
 namespace PXALog {
 
 /// Whether a handle may be opened with these; the port is not looked at.

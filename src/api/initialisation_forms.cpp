@@ -1,5 +1,6 @@
 #include <pxalog/PXALog.h>
 
+#include "api/handle/VeskHandle.h"
 #include "api/initialisation.h"
 #include "api/validation.h"
 
@@ -19,39 +20,34 @@ std::int32_t protocolForPort(std::int32_t port) {
 }  // namespace
 
 bool PXALog::init_ofAppKey_withVersion(const String& url, const String& appKey, const String& version) {
-  const std::int32_t port = getDefaultPortFromURL(url);
-  return port != kNoPort && init_onPort_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(
-                                url, port, appKey, version, nullptr, nullptr, false);
+  return init_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(url, appKey, version, nullptr,
+                                                                         nullptr, false);
 }
 
 bool PXALog::init_ofAppKey_withVersion_enableSyncStart(const String& url, const String& appKey,
                                                        const String& version, bool enableSyncStart) {
-  const std::int32_t port = getDefaultPortFromURL(url);
-  return port != kNoPort && init_onPort_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(
-                                url, port, appKey, version, nullptr, nullptr, enableSyncStart);
+  return init_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(url, appKey, version, nullptr,
+                                                                         nullptr, enableSyncStart);
 }
 
 bool PXALog::init_ofAppKey_withVersion_forUserId(const String& url, const String& appKey,
                                                  const String& version, const String& userId) {
-  const std::int32_t port = getDefaultPortFromURL(url);
-  return port != kNoPort && init_onPort_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(
-                                url, port, appKey, version, userId, nullptr, false);
+  return init_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(url, appKey, version, userId,
+                                                                         nullptr, false);
 }
 
 bool PXALog::init_ofAppKey_withVersion_forUserId_enableSyncStart(const String& url, const String& appKey,
                                                                  const String& version, const String& userId,
                                                                  bool enableSyncStart) {
-  const std::int32_t port = getDefaultPortFromURL(url);
-  return port != kNoPort && init_onPort_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(
-                                url, port, appKey, version, userId, nullptr, enableSyncStart);
+  return init_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(url, appKey, version, userId,
+                                                                         nullptr, enableSyncStart);
 }
 
 bool PXALog::init_ofAppKey_withVersion_forUserId_forHandleId(const String& url, const String& appKey,
                                                              const String& version, const String& userId,
                                                              const String& handleId) {
-  const std::int32_t port = getDefaultPortFromURL(url);
-  return port != kNoPort && init_onPort_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(
-                                url, port, appKey, version, userId, handleId, false);
+  return init_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(url, appKey, version, userId,
+                                                                         handleId, false);
 }
 
 bool PXALog::init_ofAppKey_withVersion_forUserId_forHandleId_enableSyncStart(

@@ -24,7 +24,7 @@ Dictionary fieldsOf(const String& level, const String& errorCode) {
 
 /// The log that tells a new session is known by its message alone.
 bool isSessionLog(const String& message) {
-  return message.view() == "SESSION";
+  return message.view() == text::session().view();
 }
 
 }  // namespace
@@ -49,7 +49,7 @@ void PXALog::sendLog_errorCode_withMessage_atLocation_forHandleId(const String& 
     gs_blockQueue()->enqueue(
         VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
             handle->projectName(), handle->projectVersion(),
-            isSessionLog(message) ? "SESSION"_text : handle->logType(), handle->logSource(), body, sendTime,
+            isSessionLog(message) ? text::session() : handle->logType(), handle->logSource(), body, sendTime,
             ""_text, fields, handleId));
   } catch (...) {
     // No memory for the event: the line is lost, and the application goes on.

@@ -4,10 +4,12 @@ namespace pxa {
 
 namespace Diagnostics {
 
+static_assert(sizeof(DroppedEvents) == 16 * sizeof(std::uint64_t), "a reason that total() does not count");
+
 std::uint64_t DroppedEvents::total() const noexcept {
   return queueFull + noHandleId + unknownHandle + noProjectList + listReplaced + sessionSwitch + crashSwitch +
          logSwitch + duplicate + tooManyFailures + noJsonForm + noHandleForRequest + unreadableBody +
-         trimmedOnReload + fileReplaced;
+         trimmedOnReload + fileReplaced + outOfMemory;
 }
 
 std::uint64_t Events::total() const noexcept {
@@ -51,14 +53,12 @@ void Ledger::requestFailed(const String& error) {
   requests_.lastTransportError = error;
 }
 
-Ledger::Events Ledger::events() const {
+Diagnostics::Snapshot Ledger::snapshot() const {
   const Guard guard(mutex_);
-  return events_;
-}
-
-Diagnostics::Requests Ledger::requests() const {
-  const Guard guard(mutex_);
-  return requests_;
+  Diagnostics::Snapshot snapshot;
+  snapshot.events = events_;
+  snapshot.requests = requests_;
+  return snapshot;
 }
 
 Ledger& ledger() {

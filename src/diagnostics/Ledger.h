@@ -27,8 +27,8 @@ class Ledger {
   void requestAnswered(int status);
   void requestFailed(const String& error);
 
-  [[nodiscard]] Events events() const;
-  [[nodiscard]] Diagnostics::Requests requests() const;
+  /// Events and requests at one moment; the flags are left at false.
+  [[nodiscard]] Diagnostics::Snapshot snapshot() const;
 
  private:
   mutable Mutex mutex_;

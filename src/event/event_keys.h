@@ -78,7 +78,42 @@ inline String unity() {
   return "Unity"_text;
 }
 
+inline String platform() {
+  return "Platform"_text;
+}
+inline String deviceModel() {
+  return "DeviceModel"_text;
+}
+inline String carrier() {
+  return "Carrier"_text;
+}
+inline String countryCode() {
+  return "CountryCode"_text;
+}
+inline String locale() {
+  return "Locale"_text;
+}
+inline String networkType() {
+  return "NetworkType"_text;
+}
+
 /// Whether the name is that of a member that every event carries, the host aside.
 bool isRecordMember(std::string_view name);
 
 }  // namespace pxa::key
+
+/// Texts by which events are told apart.
+namespace pxa::text {
+
+using namespace literals;
+
+/// Body and log type of the log that tells a new session.
+inline String session() {
+  return "SESSION"_text;
+}
+/// Body of a measurement of the network.
+inline String networkInsightsLog() {
+  return "NETWORKINSIGHTS LOG"_text;
+}
+
+}  // namespace pxa::text

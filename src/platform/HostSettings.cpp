@@ -52,8 +52,9 @@ void setSettingsService(const Host::SettingsService& service) {
   replace(&Settings::service, service);
 }
 
-Host::DeviceFacts deviceFacts() {
-  return copyOf(&Settings::facts);
+String deviceFact(String Host::DeviceFacts::*fact) {
+  const Guard guard(gs_mutex);
+  return settings().facts.*fact;
 }
 void setDeviceFacts(const Host::DeviceFacts& facts) {
   replace(&Settings::facts, facts);

@@ -14,7 +14,8 @@ void setDocumentsDirectory(const String& path);
 Host::SettingsService settingsService();
 void setSettingsService(const Host::SettingsService& service);
 
-Host::DeviceFacts deviceFacts();
+/// One of the host's facts about the device.
+String deviceFact(String Host::DeviceFacts::*fact);
 void setDeviceFacts(const Host::DeviceFacts& facts);
 
 Host::UnitySendMessage unitySendMessage();

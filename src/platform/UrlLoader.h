@@ -17,6 +17,8 @@ struct UrlRequest {
   Data body;
   /// Longest time to connect, and longest time without any progress.
   double timeoutSeconds = 60;
+  /// Whether the body of a synchronous request's answer is kept; if not, it is read and thrown away.
+  bool wantsBody = true;
 };
 
 struct HttpResponse {

@@ -21,6 +21,12 @@ auto takeFirst(Queue& queue) {
 
 }  // namespace
 
+VeskBlockQueue::~VeskBlockQueue() {
+  ledger().drop(&Events::waiting, &Dropped::listReplaced, logArray_.size());
+  ledger().drop(&Events::failed, &Dropped::listReplaced, fileArray_.size());
+  ledger().drop(&Events::saved, &Dropped::listReplaced, savedLogs_ + savedFailedEvents_);
+}
+
 void VeskBlockQueue::enqueue(const VeskEventRef& event) {
   if (event == nullptr) return;
   const Guard guard(condition_);
@@ -78,9 +84,11 @@ void VeskBlockQueue::enqueueFile(const VeskEventRef& event) {
 
 void VeskBlockQueue::enqueue_handler(const String& handleId) {
   if (handleId.isNil()) return;
+  std::list<String> newcomer{
+      handleId};  // allocated before the lock is taken: nothing may fail while it is held
   handlercondition_.lock();
   if (handlerArray_.size() >= kMostHandlers) return handlercondition_.keepForGood();
-  handlerArray_.push_back(handleId);
+  handlerArray_.splice(handlerArray_.end(), newcomer);
   handlercondition_.signal();
   handlercondition_.unlock();
 }

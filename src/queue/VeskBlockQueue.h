@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <list>
 #include <memory>
 
 #include <pxalog/String.h>
@@ -18,6 +19,11 @@ namespace pxa {
 /// operation is thread-safe. A consumer's wait ends only when something is put into its queue.
 class VeskBlockQueue {
  public:
+  VeskBlockQueue() = default;
+  VeskBlockQueue(const VeskBlockQueue&) = delete;
+  VeskBlockQueue& operator=(const VeskBlockQueue&) = delete;
+  /// What a queue holds when it goes is given up, what its files hold too as far as this process is concerned.
+  ~VeskBlockQueue();
   static constexpr std::size_t kMostEvents = 2000;
   static constexpr std::size_t kMostHandlers = 10;
 
@@ -59,8 +65,8 @@ class VeskBlockQueue {
   /// Takes the job at the head; waits while there is none.
   std::shared_ptr<NetworkData> dequeue_network();
 
-  // The saved-log store: the log queue and the file queue in two files. These operations follow one another,
-  // whatever the thread, and do file work while they hold a queue's lock.
+  // The saved-log store (saved_log_store.cpp): the log queue and the file queue in two files. These
+  // operations follow one another, whatever the thread, and do file work while they hold a queue's lock.
 
   static String dataFilePath();
   static String fileFilePath();
@@ -98,7 +104,7 @@ class VeskBlockQueue {
   EventQueue logArray_ GUARDED_BY(condition_);
 
   ConditionLock handlercondition_;
-  std::deque<String> handlerArray_ GUARDED_BY(handlercondition_);
+  std::list<String> handlerArray_ GUARDED_BY(handlercondition_);
 
   ConditionLock networkcondition_;
   std::deque<std::shared_ptr<NetworkData>> networkArray_ GUARDED_BY(networkcondition_);

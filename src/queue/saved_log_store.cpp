@@ -11,7 +11,7 @@
 #include "platform/Platform.h"
 #include "platform/console.h"
 #include "queue/VeskBlockQueue.h"
-#include "queue/saved_logs.h"
+#include "queue/event_archive.h"
 
 // The part of VeskBlockQueue that keeps events in files. Each operation works in two guarded sections, the
 // log queue's and the file queue's; a failure in one is told on the console and does not keep the other from
@@ -62,13 +62,12 @@ std::deque<VeskEventRef> readEvents(const String& path, const String& key) {
 /// more.
 void append(std::deque<VeskEventRef>& queue, Ledger::Place place, const std::deque<VeskEventRef>& events,
             std::uint64_t& savedHere) {
+  queue.insert(queue.end(), events.begin(), events.end());
   const std::uint64_t ours = std::min<std::uint64_t>(savedHere, events.size());
   ledger().move(&Events::saved, place, ours);
   ledger().drop(&Events::saved, &Dropped::fileReplaced, savedHere - ours);
   ledger().enter(place, events.size() - ours);
   savedHere = 0;
-
-  queue.insert(queue.end(), events.begin(), events.end());
   while (queue.size() >= VeskBlockQueue::kMostEvents) {
     queue.pop_front();
     ledger().drop(place, &Dropped::trimmedOnReload);

@@ -47,6 +47,7 @@ Measurement probe(const String& url) {
   UrlRequest request;
   request.url = normalisedProbeAddress(url);
   request.method = "GET"_text;
+  request.wantsBody = false;
   const UrlAnswer answer = Platform::current().urlLoader.sendSynchronousRequest(request);
   const double milliseconds = (clock.monotonicSeconds() - start) * 1000.0;
   return {Number(milliseconds).longLongValue(), answer.error.isError() ? 0 : answer.response.statusCode};
@@ -66,7 +67,7 @@ void queueResult(const NetworkData& job, const VeskHandle& handle, const Measure
   gs_blockQueue()->enqueue(
       VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
           handle.projectName(), handle.projectVersion(), "NETWORKINSIGHTS"_text, handle.logSource(),
-          "NETWORKINSIGHTS LOG"_text.utf8(), sendTime, host, fields, job.handlerId()));
+          text::networkInsightsLog().utf8(), sendTime, host, fields, job.handlerId()));
 }
 
 }  // namespace

@@ -66,6 +66,14 @@ void applyAnswer(const VeskHandleRef& handle, const String& text, const String& 
   NetworkInSight::performanceSave(text);
 }
 
+void askForSettings(const VeskHandleRef& handle, const String& handleId) {
+  const UrlAnswer answer = requestSettings(*handle);
+  if (answer.error.isError())
+    applySavedSettings(handle, handleId);
+  else
+    applyAnswer(handle, String::fromUtf8(answer.body), handleId);
+}
+
 void finishRound(VeskHandle& handle) {
   const GlobalGuard guard;
   processFlags().isSettingsPending = false;
@@ -81,11 +89,11 @@ void PXALog::performanceThread(const Value&) {
     holdSending();
     const VeskHandleRef handle = rdm_getHandler(handleId);
     if (handle == nullptr) return;
-    const UrlAnswer answer = requestSettings(*handle);
-    if (answer.error.isError())
-      applySavedSettings(handle, handleId);
-    else
-      applyAnswer(handle, String::fromUtf8(answer.body), handleId);
+    try {
+      askForSettings(handle, handleId);
+    } catch (const std::exception&) {
+      switchOnAllKinds(*handle);  // out of memory, in all likelihood: as without an answer
+    }
     finishRound(*handle);
   }
 }

@@ -62,8 +62,16 @@ void VeskHttpsDelegate::connection_didReceiveResponse(UrlConnection& connection,
     ledger().move(&Events::inFlight, &Events::delivered, std::exchange(eventCount_, 0));
   }
   saveToFile_withSaveFlag(log_, !isDelivered);
-  log_ = nullptr;
+  forgetLog();
   if (shouldStopRunloop_) connection.stopRunLoop();
+}
+
+/// The shared delegate shows the last request and must not keep its body for as long as the process is idle.
+void VeskHttpsDelegate::forgetLog() {
+  const GlobalGuard guard;
+  const std::shared_ptr<VeskHttpsDelegate>& shared = sharedDelegate();
+  if (shared != nullptr && shared->log_.view().data() == log_.view().data()) shared->log_ = nullptr;
+  log_ = nullptr;
 }
 
 void VeskHttpsDelegate::connection_didReceiveData(UrlConnection&, std::string_view) {}
@@ -73,9 +81,21 @@ void VeskHttpsDelegate::connection_didFailWithError(UrlConnection& connection, c
   if (description.isNil()) description = "unknown"_text;
   // A host that is not found is told apart and then treated like every other failure; this is intended.
   static_cast<void>(description == "A server with the specified hostname could not be found.");
-  ledger().requestFailed(std::string(description.view()) + " (" + url_.c_str() + ")");
-  saveToFile_withSaveFlag(log_, true);
+  fail(description.c_str());
   if (shouldStopRunloop_) connection.stopRunLoop();
+}
+
+void VeskHttpsDelegate::requestCouldNotStart(const char* reason) {
+  fail(reason);
+}
+
+void VeskHttpsDelegate::fail(const char* reason) {
+  try {
+    ledger().requestFailed(std::string(reason) + " (" + url_.c_str() + ")");
+  } catch (const std::exception&) {
+    // The text of the error is lost; the events are not.
+  }
+  saveToFile_withSaveFlag(log_, true);
 }
 
 void VeskHttpsDelegate::connectionDidFinishLoading(UrlConnection&) {}
@@ -87,8 +107,9 @@ void VeskHttpsDelegate::saveToFile_withSaveFlag(const String& text, bool save) {
   try {
     const auto elements = Platform::current().jsonParser.parse(text.utf8());
     if (elements) {
+      const std::shared_ptr<VeskBlockQueue> queue = save ? gs_blockQueue() : nullptr;
       for (const Value& element : elements->array()) {
-        if (save) requeue(element);
+        if (queue != nullptr) requeue(element, *queue);
         if (isUnityMode && element.dictionary().contains(key::dumpData().view())) hasCrash = true;
       }
     }
@@ -99,7 +120,7 @@ void VeskHttpsDelegate::saveToFile_withSaveFlag(const String& text, bool save) {
   ledger().drop(&Events::inFlight, &Ledger::Dropped::unreadableBody, std::exchange(eventCount_, 0));
 }
 
-void VeskHttpsDelegate::requeue(const Value& element) {
+void VeskHttpsDelegate::requeue(const Value& element, VeskBlockQueue& queue) {
   if (element.kind() != Value::Kind::Dictionary) throw std::invalid_argument("an element that is no event");
   const Dictionary members = element.dictionary();
   Dictionary fields;
@@ -113,15 +134,18 @@ void VeskHttpsDelegate::requeue(const Value& element) {
           member(key::logSource()), bodyOf(member(key::body())), sendTimeOf(member(key::sendTime())),
           member(key::host()), fields, handleId_);
 
-  const std::shared_ptr<VeskBlockQueue> queue = gs_blockQueue();
-  if (queue == nullptr) return;
   if (eventCount_ > 0) {
     --eventCount_;
     ledger().move(&Events::inFlight, &Events::failed);
   } else {
     ledger().enter(&Events::failed);
   }
-  queue->enqueueFile(event);
+  try {
+    queue.enqueueFile(event);
+  } catch (const std::exception&) {
+    ledger().drop(&Events::failed, &Ledger::Dropped::outOfMemory);
+    throw;
+  }
 }
 
 void VeskHttpsDelegate::notifyUnityOfCrash() {

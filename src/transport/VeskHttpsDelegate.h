@@ -10,6 +10,8 @@
 
 namespace pxa {
 
+class VeskBlockQueue;
+
 /// Decides the fate of a collector request's body: status 200 delivers it; any other status, or no answer,
 /// splits it back into events for the file queue. Any server certificate is accepted.
 ///
@@ -32,6 +34,9 @@ class VeskHttpsDelegate final : public UrlConnectionDelegate {
   /// Where the request goes, for the diagnostics.
   void setUrl(String url) { url_ = std::move(url); }
 
+  /// Treats the request as failed without ever having had a connection.
+  void requestCouldNotStart(const char* reason);
+
   bool connection_canAuthenticateAgainstProtectionSpace(UrlConnection& connection,
                                                         const ProtectionSpace& space) override;
   void connection_didReceiveAuthenticationChallenge(UrlConnection& connection,
@@ -47,7 +52,9 @@ class VeskHttpsDelegate final : public UrlConnectionDelegate {
   void saveToFile_withSaveFlag(const String& text, bool save);
 
  private:
-  void requeue(const Value& element);
+  void requeue(const Value& element, VeskBlockQueue& queue);
+  void fail(const char* reason);
+  void forgetLog();
   void notifyUnityOfCrash();
 
   String log_;

@@ -65,12 +65,17 @@ class BulkBody {
   /// The handle id of the last event that had one; "" before that.
   [[nodiscard]] const String& handleId() const { return handleId_; }
   [[nodiscard]] std::uint64_t eventCount() const { return eventCount_; }
+  [[nodiscard]] std::uint64_t givenUpCount() const { return givenUpCount_; }
 
  private:
-  static void giveUp(Ledger::Reason reason) { ledger().drop(&Events::gathered, reason); }
+  void giveUp(Ledger::Reason reason) {
+    ledger().drop(&Events::gathered, reason);
+    ++givenUpCount_;
+  }
 
   ByteBuffer text_;
   std::uint64_t eventCount_ = 0;
+  std::uint64_t givenUpCount_ = 0;
   String handleId_ = ""_text;
 };
 
@@ -85,13 +90,23 @@ std::size_t projectCount() {
   return bulkEventLists().projectCount();
 }
 
+/// The body of the events; nil, and all of them given up, when there is no memory for it.
+String bodyOf(const BulkEventLists::EventList& events, BulkBody& bulk) {
+  try {
+    std::int32_t position = 0;
+    for (const VeskEventRef& event : events) bulk.add(*event, position++);
+    return bulk.finish();
+  } catch (const std::exception&) {
+    ledger().drop(&Events::gathered, &Dropped::outOfMemory, events.size() - bulk.givenUpCount());
+    return nullptr;
+  }
+}
+
 void sendList(const BulkEventLists::EventList& events) {
   BulkBody bulk;
-  std::int32_t position = 0;
-  for (const VeskEventRef& event : events) bulk.add(*event, position++);
-
+  const String body = bodyOf(events, bulk);
+  if (body.isNil()) return;
   const std::uint64_t eventCount = bulk.eventCount();
-  const String body = bulk.finish();
   const GlobalGuard guard;
   const std::shared_ptr<VeskHttpsDelegate>& delegate = gs_httpsDelegate();
   delegate->setLog(body);
@@ -108,7 +123,7 @@ void sendList(const BulkEventLists::EventList& events) {
 
 /// The caller holds the global lock.
 String collectorAddress(const VeskHandle& handle) {
-  const char* scheme = handle.protocol() == 0 ? "https" : "http";
+  const char* scheme = handle.protocol() == kHttpsProtocol ? "https" : "http";
   const auto port = static_cast<std::int32_t>(handle.collectorPort());
   return std::string(scheme) + "://" + handle.collectorUrl().c_str() + ":" + std::to_string(port) + "/" +
          kCollectorPath;
@@ -140,7 +155,11 @@ void PXALog::sendVeskEventByRestAPI_withVeskHttpsDelegate_withHandler(
   requestsOwnDelegate->setUrl(request.url);
   delegate->setEventCount(0);
   ledger().requestStarted();
-  Platform::current().urlLoader.connectionWithRequest(request, requestsOwnDelegate);
+  try {
+    Platform::current().urlLoader.connectionWithRequest(request, requestsOwnDelegate);
+  } catch (const std::exception& failure) {
+    requestsOwnDelegate->requestCouldNotStart(failure.what());
+  }
 }
 
 }  // namespace pxa

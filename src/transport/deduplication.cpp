@@ -35,11 +35,11 @@ void DeduplicationStore::countRepeat(std::string_view key) {
   if (found != counts_.end() && found->second < std::numeric_limits<std::int32_t>::max()) ++found->second;
 }
 
-void DeduplicationStore::insert(std::string_view key, std::int32_t count) {
+void DeduplicationStore::insert(std::string key, std::int32_t count) {
   if (key.empty()) return;
   if (counts_.size() < kMostEntries) {
     try {
-      put(key, count);
+      counts_.insert_or_assign(std::move(key), count);
     } catch (const std::exception&) {
       if (const auto found = counts_.find(key); found != counts_.end()) counts_.erase(found);
     }
@@ -47,15 +47,11 @@ void DeduplicationStore::insert(std::string_view key, std::int32_t count) {
   }
   try {
     forgetLessRepeatedHalf();
-    put(key, count);
+    counts_.insert_or_assign(std::move(key), count);
   } catch (const std::exception&) {
     counts_.clear();
-    put(key, 0);
+    counts_.insert_or_assign(std::move(key), 0);
   }
-}
-
-void DeduplicationStore::put(std::string_view key, std::int32_t count) {
-  counts_[std::string(key)] = count;
 }
 
 void DeduplicationStore::forgetLessRepeatedHalf() {
@@ -95,11 +91,11 @@ std::string crashKeyOf(const VeskEvent& event) {
 }
 
 void PXALog::InsertQueue_value(const String& key, std::int32_t count) {
-  if (DeduplicationStore* store = dedupeLogTable()) store->insert(key.view(), count);
+  if (DeduplicationStore* store = dedupeLogTable()) store->insert(std::string(key.view()), count);
 }
 
 void PXALog::InsertCrashQueue_value(const String& key, std::int32_t count) {
-  if (DeduplicationStore* store = dedupeCrashTable()) store->insert(key.view(), count);
+  if (DeduplicationStore* store = dedupeCrashTable()) store->insert(std::string(key.view()), count);
 }
 
 }  // namespace pxa

@@ -14,8 +14,8 @@
 
 namespace pxa {
 
-/// How often each log was seen, under a key of its text. Full, it forgets the less repeated half.
-/// Not locked: the send thread alone changes it.
+/// How often each log was seen, under a key of its whole text, however long that is. Full, it forgets the
+/// less repeated half. Not locked: the send thread alone changes it.
 class DeduplicationStore {
  public:
   static constexpr std::size_t kMostEntries = 1000;
@@ -27,7 +27,7 @@ class DeduplicationStore {
   /// Puts the count under the key, after making room. An empty key does nothing. Without the memory for it
   /// the key is left out; without the memory to make room the whole store starts anew with the key alone,
   /// counted 0.
-  void insert(std::string_view key, std::int32_t count);
+  void insert(std::string key, std::int32_t count);
   [[nodiscard]] std::size_t size() const { return counts_.size(); }
 
  private:
@@ -38,7 +38,6 @@ class DeduplicationStore {
     }
   };
 
-  void put(std::string_view key, std::int32_t count);
   void forgetLessRepeatedHalf();
 
   std::unordered_map<std::string, std::int32_t, TextHash, std::equal_to<>> counts_;

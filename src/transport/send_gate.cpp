@@ -1,6 +1,8 @@
 #include "transport/send_gate.h"
 
+#include <exception>
 #include <string>
+#include <utility>
 
 #include "api/handle/GlobalLock.h"
 #include "api/handle/process_state.h"
@@ -23,13 +25,13 @@ GateVerdict judgeLog(const VeskEvent& event, const VeskHandle& handle) {
   // Without deduplication the log switch is not asked either.
   if (!handle.isDeduplicate()) return GateVerdict::Send;
   DeduplicationStore* store = dedupeLogTable();
-  const std::string key = logKeyOf(event);
+  std::string key = logKeyOf(event);
   if (store != nullptr && store->countOf(key)) {
     store->countRepeat(key);
     return GateVerdict::Repeated;
   }
   if (!handle.isLog()) return GateVerdict::LogSwitchedOff;
-  if (store != nullptr) store->insert(key, 1);
+  if (store != nullptr) store->insert(std::move(key), 1);
   return GateVerdict::Send;
 }
 
@@ -40,12 +42,16 @@ GateVerdict byLogSwitch(const VeskHandle& handle) {
 }  // namespace
 
 GateVerdict judge(const VeskEvent& event, const VeskHandle& handle) {
-  if (event.logType().kind() == Value::Kind::String && event.logType().bytes() == "SESSION")
+  if (event.logType().kind() == Value::Kind::String && event.logType().bytes() == text::session().view())
     return handle.isSession() ? GateVerdict::Send : GateVerdict::SessionSwitchedOff;
   if (event.fields().dictionary().contains(key::dumpData().view())) return judgeCrash(event, handle);
   // Measurements of the network count as logs, whatever the network-insight switch says.
-  if (textOfBytes(&event.body()) == "NETWORKINSIGHTS LOG") return byLogSwitch(handle);
-  return judgeLog(event, handle);
+  if (textOfBytes(&event.body()) == text::networkInsightsLog().view()) return byLogSwitch(handle);
+  try {
+    return judgeLog(event, handle);
+  } catch (const std::exception&) {
+    return GateVerdict::OutOfMemory;
+  }
 }
 
 bool PXALog::checkSendStatus_Handler(const VeskEvent& event, const VeskHandle& handle) {
@@ -54,14 +60,14 @@ bool PXALog::checkSendStatus_Handler(const VeskEvent& event, const VeskHandle& h
 
 bool PXALog::checkUnityCrash_Handler(const VeskEvent& event, const VeskHandle& handle) {
   DeduplicationStore* store = dedupeCrashTable();
-  const std::string key = crashKeyOf(event);
+  std::string key = crashKeyOf(event);
   if (store == nullptr || key.empty()) return false;
   const bool isRepeat = store->countOf(key).has_value();
   if (!handle.isDeduplicate()) return true;
   if (isRepeat)
     store->countRepeat(key);
   else
-    store->insert(key, 1);
+    store->insert(std::move(key), 1);
   return !isRepeat;
 }
 

@@ -6,10 +6,10 @@
 namespace pxa {
 
 /// What the gate decides of an event, and by which rule.
-enum class GateVerdict { Send, SessionSwitchedOff, CrashSwitchedOff, LogSwitchedOff, Repeated };
+enum class GateVerdict { Send, SessionSwitchedOff, CrashSwitchedOff, LogSwitchedOff, Repeated, OutOfMemory };
 
 /// Whether the event may go out, by the switches of its handle and by what was sent before. Counts what it
-/// lets pass and what it holds back. Runs on the send thread; takes the global lock for Unity crashes alone.
+/// lets pass and what it holds back. Runs on the send thread; takes the global lock for crashes alone.
 GateVerdict judge(const VeskEvent& event, const VeskHandle& handle);
 
 namespace PXALog {

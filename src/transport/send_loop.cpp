@@ -37,8 +37,9 @@ bool isSendingHeld() {
   return processFlags().isSendingHeld || processFlags().isSettingsPending;
 }
 
-/// The next event, or nullptr. A save may have emptied the queue since its size was read: waiting here, with
-/// the global lock held, would stop every log call.
+/// The next event, or nullptr. Taken under the global lock, so that a log call or an initialisation sees it
+/// either queued or taken. A save may have emptied the queue since its size was read: waiting here would stop
+/// every log call.
 VeskEventRef takeNextEvent(VeskBlockQueue& queue) {
   const GlobalGuard guard;
   return queue.dequeueIfAny();
@@ -56,6 +57,8 @@ Ledger::Reason reasonOf(GateVerdict verdict) {
       return &Dropped::crashSwitch;
     case GateVerdict::LogSwitchedOff:
       return &Dropped::logSwitch;
+    case GateVerdict::OutOfMemory:
+      return &Dropped::outOfMemory;
     default:
       return &Dropped::duplicate;
   }
@@ -68,7 +71,17 @@ void completeUserId(Dictionary& fields, const VeskHandle& handle) {
   if (!handle.userId().isNil()) fields.set(key::userId(), handle.userId());
 }
 
-/// Puts an admitted event into its project's list. False when the project has none any more.
+/// Without the memory for it there is no new session; the crash goes out all the same.
+void startNewSession(const VeskEventRef& crash, BulkEventLists::EventList& bulk,
+                     const VeskHandleRef& handle) {
+  try {
+    PXALog::regenerateSession_BulkEventQueue_Handler(crash, bulk, handle);
+  } catch (const std::exception&) {
+  }
+}
+
+/// Puts an admitted event into its project's list. False when the project has none any more. Throws only
+/// before the event is in the list.
 bool gather(const VeskEventRef& event, const VeskHandleRef& handle) {
   Dictionary fields = event->fields().dictionary();
   const bool hasDump = fields.contains(key::dumpData().view());
@@ -80,8 +93,7 @@ bool gather(const VeskEventRef& event, const VeskHandleRef& handle) {
   BulkEventLists::EventList* bulk = bulkEventLists().find(event->projectName().bytes());
   if (bulk == nullptr) return false;
   bulk->push_back(event);
-  if (hasDump && processFlags().isUnityMode)
-    PXALog::regenerateSession_BulkEventQueue_Handler(event, *bulk, handle);
+  if (hasDump && processFlags().isUnityMode) startNewSession(event, *bulk, handle);
   return true;
 }
 
@@ -99,12 +111,13 @@ Step process(const VeskEventRef& event, std::int64_t& bytes) {
     drop(&Dropped::noHandleId);
     return Step::Continue;
   }
-  const auto length = static_cast<std::int64_t>(jsonLengthOf(*event));
   const VeskHandleRef handle = PXALog::rdm_getHandler(handleId);
   if (handle == nullptr) {
     drop(&Dropped::unknownHandle);
     return Step::Continue;
   }
+  // Measured before it is completed: the limit of a pass is on what was queued.
+  const auto length = static_cast<std::int64_t>(jsonLengthOf(*event));
   Dictionary fields = event->fields().dictionary();
   if (!PXALog::copyCommonFields_forHandlerId(fields, handleId)) return Step::EndThread;
   event->setHost(PXALog::getHost());
@@ -128,17 +141,21 @@ Step gatherEvents(VeskBlockQueue& queue, std::int32_t count) {
   for (std::int32_t taken = 0; taken < count && bytes <= kMostBytesOfAPass; ++taken) {
     const VeskEventRef event = takeNextEvent(queue);
     if (event == nullptr) break;
-    if (process(event, bytes) == Step::EndThread) return Step::EndThread;
+    try {
+      if (process(event, bytes) == Step::EndThread) return Step::EndThread;
+    } catch (const std::exception&) {
+      drop(&Dropped::outOfMemory);
+    }
   }
   return Step::Continue;
 }
 
-/// Sleeps until there is work, gathers it and sends it.
+/// Sleeps for a second, then for as long as there is no event; gathers what is queued and sends it.
 Step runPass() {
   Platform::current().clock.sleepForSeconds(kSecondsBetweenPasses);
   const std::shared_ptr<VeskBlockQueue> queue = gs_blockQueue();
-  const std::int32_t count = queue->queueSize();
-  if (isSendingHeld()) return Step::Continue;
+  const std::int32_t count = queue->queueSize();  // waits while the queue is empty
+  if (isSendingHeld()) return Step::Continue;     // a hold may have begun meanwhile
   if (gatherEvents(*queue, count) == Step::EndThread) return Step::EndThread;
   PXALog::sendVeskEventByRestAPI();
   return Step::Continue;
@@ -149,6 +166,7 @@ Step runPass() {
 void PXALog::logSendThread(const Value&) {
   while (!BackgroundThread::currentIsCancelled()) {
     if (isSendingHeld()) {
+      // Without a sleep: what was held goes out as soon as it may.
       globalLock().letOthersIn();
       continue;
     }

@@ -65,8 +65,8 @@ void PXALog::regenerateSession_BulkEventQueue_Handler(const VeskEventRef& crash,
   }
   bulk.push_back(
       VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
-          crash->projectName(), crash->projectVersion(), "SESSION"_text, crash->logSource(),
-          "SESSION"_text.utf8(), sendTime, getHost(), *fields, crash->handleId()));
+          crash->projectName(), crash->projectVersion(), text::session(), crash->logSource(),
+          text::session().utf8(), sendTime, getHost(), *fields, crash->handleId()));
   ledger().enter(&Ledger::Events::gathered);
 }
 

@@ -3,7 +3,6 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -40,13 +39,21 @@ std::vector<fs::path> sourcesUnder(const fs::path& directory) {
   return sources;
 }
 
+/// What a file includes in quotes or in angle brackets.
 std::vector<std::string> includesOf(const fs::path& source, char opening) {
-  const std::regex include(opening == '"' ? "^#include \"([^\"]+)\"" : "^#include <([^>]+)>");
+  const std::string start = std::string("#include ") + opening;
+  const char closing = opening == '<' ? '>' : opening;
   std::vector<std::string> includes;
   std::ifstream file(source);
   for (std::string line; std::getline(file, line);)
-    if (std::smatch match; std::regex_search(line, match, include)) includes.push_back(match[1]);
+    if (line.starts_with(start))
+      includes.push_back(line.substr(start.size(), line.rfind(closing) - start.size()));
   return includes;
+}
+
+/// A header of the language's own library has neither a folder nor an ending.
+bool isStandardHeader(const std::string& include) {
+  return include.find_first_of("/.") == std::string::npos;
 }
 
 TEST(House, HasAFloorForEveryRoom) {
@@ -73,12 +80,11 @@ TEST(House, KnowsThePlatformsFolderNowhereElse) {
 }
 
 TEST(House, UsesSystemHeadersOnlyInThePlatformsFolder) {
-  const std::regex standard("[a-z_]+");
   for (const char* directory : {"src", "include"}) {
     for (const fs::path& source : sourcesUnder(kRoot / directory)) {
       if (source.string().find("platform/linux") != std::string::npos) continue;
       for (const std::string& include : includesOf(source, '<'))
-        EXPECT_TRUE(std::regex_match(include, standard) || include.starts_with("pxalog/"))
+        EXPECT_TRUE(isStandardHeader(include) || include.starts_with("pxalog/"))
             << source << " includes " << include;
     }
   }

@@ -3,7 +3,9 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 
 #include "collector/Collector.h"
 #include "support/ClosedPort.h"
@@ -106,8 +108,22 @@ TEST_F(PxaLog, RefusesWhatItCannotUseWithStatusTwo) {
   for (const char* arguments :
        {"", "--collector no-scheme", "--collector ftp://127.0.0.1 --app-key -bad",
         "--collector http://127.0.0.1 nofile", "--collector http://127.0.0.1 --level LOUD",
-        "--collector http://127.0.0.1 --field novalue"})
+        "--collector http://127.0.0.1 --field novalue", "--collector http://127.0.0.1 --field 1bad=x"})
     EXPECT_EQ(run(arguments).exitStatus, 2) << arguments;
+}
+
+TEST_F(PxaLog, RefusesADirectoryInAFilesPlace) {
+  EXPECT_EQ(run(toCollector() + directory_.path().string()).exitStatus, 2);
+}
+
+TEST_F(PxaLog, ReadsAPipe) {
+  const std::string pipe = (directory_.path() / "pipe").string();
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  std::thread writer([&] { std::ofstream(pipe) << "through the pipe\n"; });
+  const Ended result = run(toCollector() + pipe);
+  writer.join();
+  EXPECT_EQ(result.exitStatus, 0) << result.output;
+  EXPECT_EQ(collector_.acceptedElements(), 2u);
 }
 
 TEST_F(PxaLog, ExplainsItself) {

@@ -270,6 +270,23 @@ TEST(UrlLoader, GivesTheWholeAnswerOfASynchronousRequest) {
   EXPECT_EQ(answer.body.view(), "not here");
 }
 
+TEST(UrlLoader, FailsASynchronousRequestWhoseAnswerIsLargerThanTheLimit) {
+  Collector collector;
+  collector.setSettingsAnswer(200, std::string(CurlUrlLoader::kLargestAnswer + 1, ' '));
+  const UrlRequest request = get(httpAddress(collector, "/v2/app/logsconf"));
+  EXPECT_TRUE(systemPlatform().urlLoader.sendSynchronousRequest(request).error.isError());
+}
+
+TEST(UrlLoader, ThrowsALargeAnswerAwayWhenOnlyItsStatusIsWanted) {
+  Collector collector;
+  collector.setSettingsAnswer(404, std::string(CurlUrlLoader::kLargestAnswer + 1, ' '));
+  UrlRequest request = get(httpAddress(collector, "/v2/app/logsconf"));
+  request.wantsBody = false;
+  const UrlAnswer answer = systemPlatform().urlLoader.sendSynchronousRequest(request);
+  EXPECT_EQ(answer.response.statusCode, 404);
+  EXPECT_EQ(answer.body.size(), 0u);
+}
+
 TEST(UrlLoader, FailsASynchronousRequestOverHttpsWhoseCertificateIsUnknown) {
   Collector collector;
   EXPECT_TRUE(

@@ -12,6 +12,10 @@ namespace pxa {
 
 class VeskReachability;
 
+/// Values of a handle's protocol.
+inline constexpr std::int32_t kHttpsProtocol = 0;
+inline constexpr std::int32_t kHttpProtocol = 1;
+
 /// The record of one handle: a project, its collector, the caller's settings and the remote switches. The
 /// same type serves once more as the process-wide network record, which alone uses reachability, isReachable
 /// and networkType. Everything but the atomic switches is read and written under the global lock.
@@ -46,7 +50,7 @@ class VeskHandle {
   /// "Wi-Fi", "Cellular" or "NONE".
   [[nodiscard]] const String& networkType() const { return networkType_; }
   void setNetworkType(String value) { networkType_ = std::move(value); }
-  /// 0 for HTTPS, 1 for HTTP.
+  /// kHttpsProtocol or kHttpProtocol.
   [[nodiscard]] std::int64_t protocol() const { return protocol_; }
   void setProtocol(std::int64_t value) { protocol_ = value; }
 

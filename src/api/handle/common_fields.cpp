@@ -53,12 +53,12 @@ void setOrUnknown(Dictionary& fields, const String& key, const String& text) {
 
 void copyDeviceFacts(Dictionary& fields) {
   DeviceFacts& device = Platform::current().device;
-  fields.set("Platform"_text, platformText().utf8());
+  fields.set(key::platform(), platformText().utf8());
   if (const String model = VeskDeviceInfo::getInstance().platform(); !model.isEmpty())
-    fields.set("DeviceModel"_text, model.utf8());
-  setOrUnknown(fields, "Carrier"_text, device.carrierName());
-  setOrUnknown(fields, "CountryCode"_text, lowerCase(device.carrierCountryCode().view()));
-  setOrUnknown(fields, "Locale"_text, VeskPhoneInfo::sharedInstance().locale());
+    fields.set(key::deviceModel(), model.utf8());
+  setOrUnknown(fields, key::carrier(), device.carrierName());
+  setOrUnknown(fields, key::countryCode(), lowerCase(device.carrierCountryCode().view()));
+  setOrUnknown(fields, key::locale(), VeskPhoneInfo::sharedInstance().locale());
 }
 
 /// The caller holds the global lock.
@@ -67,7 +67,7 @@ void copyNetworkType(Dictionary& fields) {
   if (const VeskHandleRef& network = networkRecord(); network != nullptr)
     if (const String& known = network->networkType(); !known.isNil() && known.view() != "NONE")
       networkType = known;
-  fields.set("NetworkType"_text, networkType.utf8());
+  fields.set(key::networkType(), networkType.utf8());
 }
 
 /// The caller holds the global lock.

@@ -41,9 +41,14 @@ CURL* CurlTransfer::prepare() {
   curl_easy_setopt(easy_, CURLOPT_PROXY, "");
   curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, inMilliseconds(request_.timeoutSeconds));
+  curl_easy_setopt(easy_, CURLOPT_TIMEOUT_MS, inMilliseconds(CurlUrlLoader::kLongestRequestSeconds));
+  // A name that is still being looked up must not hold up the thread when its transfer is given up.
+  curl_easy_setopt(easy_, CURLOPT_QUICK_EXIT, 1L);
   curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 0L);
   curl_easy_setopt(easy_, CURLOPT_XFERINFOFUNCTION, &CurlTransfer::onProgress);
   curl_easy_setopt(easy_, CURLOPT_XFERINFODATA, this);
+  curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &CurlTransfer::onRequestAboutToBeSent);
+  curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
   curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
   curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
   curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
@@ -53,9 +58,7 @@ CURL* CurlTransfer::prepare() {
     curl_easy_setopt(easy_, CURLOPT_POST, 1L);
     curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
     curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, request_.body.view().data());
-    // Curl would send a POST again on a new connection when a kept-alive one turns out to be dead.
-    curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &CurlTransfer::onRequestAboutToBeSent);
-    curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
+    //
   }
   setHeaders();
   configure();
@@ -122,15 +125,17 @@ int CurlTransfer::onProgress(void* self, curl_off_t, curl_off_t, curl_off_t, cur
 }
 
 int CurlTransfer::onRequestAboutToBeSent(void* self, char*, char*, int, int) noexcept {
-  return std::exchange(static_cast<CurlTransfer*>(self)->wasSent_, true) ? CURL_PREREQFUNC_ABORT
-                                                                         : CURL_PREREQFUNC_OK;
+  auto* transfer = static_cast<CurlTransfer*>(self);
+  transfer->lastProgress_ = std::chrono::steady_clock::now();
+  // Curl would send a POST again on a new connection when a kept-alive one turns out to be dead.
+  const bool isSecondPost = std::exchange(transfer->wasSent_, true) && transfer->request_.method == "POST";
+  return isSecondPost ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
 DelegatedTransfer::DelegatedTransfer(UrlRequest request, std::shared_ptr<UrlConnectionDelegate> delegate)
     : CurlTransfer(std::move(request)), delegate_(std::move(delegate)) {}
 
 void DelegatedTransfer::configure() {
-  curl_easy_setopt(easy(), CURLOPT_TIMEOUT_MS, inMilliseconds(CurlUrlLoader::kLongestRequestSeconds));
   if (delegateAcceptsAnyCertificate()) {
     curl_easy_setopt(easy(), CURLOPT_SSL_VERIFYPEER, 0L);
     curl_easy_setopt(easy(), CURLOPT_SSL_VERIFYHOST, 0L);
@@ -180,6 +185,7 @@ void AwaitedTransfer::configure() {
 }
 
 bool AwaitedTransfer::receiveBody(std::string_view bytes) {
+  if (!request().wantsBody) return true;
   if (body_.size() + bytes.size() > CurlUrlLoader::kLargestAnswer) return false;
   body_.append(bytes);
   return true;

@@ -41,18 +41,22 @@ UrlAnswer CurlUrlLoader::sendSynchronousRequest(const UrlRequest& request) {
 }
 
 void CurlUrlLoader::submit(std::unique_ptr<CurlTransfer> transfer) {
+  if (!startThread()) return transfer->end(CURLE_FAILED_INIT);
   const Guard guard(mutex_);
-  if (!isThreadStarted_) {
-    try {
-      Platform::current().threads.start("pxa-net", [this] { run(); });
-      isThreadStarted_ = true;
-    } catch (...) {
-      transfer->end(CURLE_FAILED_INIT);
-      return;
-    }
-  }
   submitted_.push_back(std::move(transfer));
   if (CURLM* multi = multi_.load()) curl_multi_wakeup(multi);
+}
+
+bool CurlUrlLoader::startThread() {
+  const Guard guard(mutex_);
+  if (isThreadStarted_) return true;
+  try {
+    Platform::current().threads.start("pxa-net", [this] { run(); });
+    isThreadStarted_ = true;
+  } catch (const std::exception&) {
+    // The system has no thread to give; the next request tries again.
+  }
+  return isThreadStarted_;
 }
 
 void CurlUrlLoader::run() {
@@ -67,15 +71,25 @@ void CurlUrlLoader::run() {
   std::atexit([] { gs_runningLoader->stopAtExit(); });
 
   while (!isExiting_) {
-    startSubmitted();
-    int running = 0;
-    curl_multi_perform(multi, &running);
-    finishCompleted();
-    endStalled();
-    curl_multi_poll(multi, nullptr, 0, longestWait(), nullptr);
+    try {
+      runOnce(multi);
+    } catch (const std::exception&) {
+      // No memory for the moment; what was under way goes on.
+    }
   }
   isParked_ = true;
   for (;;) std::this_thread::sleep_for(std::chrono::hours(24));
+}
+
+void CurlUrlLoader::runOnce(CURLM* multi) {
+  startSubmitted();
+  // Taken before the transfers move: what they do may take long, and an answer that is there already is in time.
+  const auto now = std::chrono::steady_clock::now();
+  int running = 0;
+  curl_multi_perform(multi, &running);
+  finishCompleted();
+  endStalled(now);
+  curl_multi_poll(multi, nullptr, 0, longestWait(), nullptr);
 }
 
 void CurlUrlLoader::startSubmitted() {
@@ -84,12 +98,19 @@ void CurlUrlLoader::startSubmitted() {
     const Guard guard(mutex_);
     transfers.swap(submitted_);
   }
-  for (std::unique_ptr<CurlTransfer>& transfer : transfers) {
+  for (std::unique_ptr<CurlTransfer>& transfer : transfers) start(std::move(transfer));
+}
+
+void CurlUrlLoader::start(std::unique_ptr<CurlTransfer> transfer) {
+  try {
+    running_.reserve(running_.size() + 1);
     CURL* easy = transfer->prepare();
     if (easy != nullptr && curl_multi_add_handle(multi_, easy) == CURLM_OK)
       running_.push_back(std::move(transfer));
     else
       transfer->end(CURLE_FAILED_INIT);
+  } catch (const std::exception&) {
+    transfer->end(CURLE_OUT_OF_MEMORY);
   }
 }
 
@@ -104,8 +125,7 @@ void CurlUrlLoader::finishCompleted() {
   }
 }
 
-void CurlUrlLoader::endStalled() {
-  const auto now = std::chrono::steady_clock::now();
+void CurlUrlLoader::endStalled(std::chrono::steady_clock::time_point now) {
   for (std::size_t position = running_.size(); position-- > 0;)
     if (running_[position]->stallsAt() <= now) end(position, CURLE_OPERATION_TIMEDOUT);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <curl/curl.h>
 #include <memory>
@@ -24,18 +25,23 @@ class CurlUrlLoader final : public UrlLoader {
                              std::shared_ptr<UrlConnectionDelegate> delegate) override;
   UrlAnswer sendSynchronousRequest(const UrlRequest& request) override;
 
-  /// Longest whole duration of an asynchronous request.
+  /// Longest whole duration of a request.
   static constexpr double kLongestRequestSeconds = 60;
-  /// Largest body of a synchronous request's answer; a larger one counts as a failure.
-  static constexpr std::size_t kLargestAnswer = std::size_t{16} << 20;
+  /// Largest body of a synchronous request's answer; a larger one counts as a failure. It bounds what a hostile
+  /// settings service can make of this process's memory and time.
+  static constexpr std::size_t kLargestAnswer = std::size_t{256} << 10;
   static constexpr long kMostRedirects = 10;
 
  private:
   void submit(std::unique_ptr<CurlTransfer> transfer);
+  /// False when the system has no thread to give.
+  bool startThread();
   [[noreturn]] void run();
+  void runOnce(CURLM* multi);
   void startSubmitted();
+  void start(std::unique_ptr<CurlTransfer> transfer);
   void finishCompleted();
-  void endStalled();
+  void endStalled(std::chrono::steady_clock::time_point now);
   /// Milliseconds until the next running transfer could have stalled.
   [[nodiscard]] int longestWait() const;
   void end(std::size_t position, CURLcode result);

@@ -28,7 +28,7 @@ String localeIdentifier() {
 }
 
 String hostsAnswerOr(String Host::DeviceFacts::*fact, String (*systemsAnswer)()) {
-  String answer = HostSettings::deviceFacts().*fact;
+  String answer = HostSettings::deviceFact(fact);
   return answer.isEmpty() ? systemsAnswer() : answer;
 }
 

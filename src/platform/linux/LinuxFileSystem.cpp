@@ -57,6 +57,11 @@ bool writeAll(int descriptor, std::string_view bytes) {
   return true;
 }
 
+/// False when the content may not have reached the disk. A file system that knows no flushing has nothing to flush.
+bool flush(int descriptor) {
+  return ::fsync(descriptor) == 0 || errno == EINVAL || errno == ENOSYS;
+}
+
 std::string directoryOf(const String& path) {
   const std::string directory = std::filesystem::path(path.view()).parent_path().string();
   return directory.empty() ? "." : directory;
@@ -117,7 +122,7 @@ bool LinuxFileSystem::writeAtomically(const String& path, const Data& content) {
     const FileDescriptor file(
         ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kOwnerOnlyFile));
     if (!file.isOpen()) return false;
-    if (!writeAll(file.get(), content.view()) || ::fsync(file.get()) != 0) {
+    if (!writeAll(file.get(), content.view()) || !flush(file.get())) {
       ::unlink(temporary.c_str());
       return false;
     }

@@ -18,6 +18,7 @@ constexpr Ledger::Reason kReasons[] = {
     &Dropped::crashSwitch,     &Dropped::logSwitch,       &Dropped::duplicate,
     &Dropped::tooManyFailures, &Dropped::noJsonForm,      &Dropped::noHandleForRequest,
     &Dropped::unreadableBody,  &Dropped::trimmedOnReload, &Dropped::fileReplaced,
+    &Dropped::outOfMemory,
 };
 static_assert(sizeof(kReasons) / sizeof(*kReasons) == sizeof(Dropped) / sizeof(std::uint64_t));
 
@@ -30,8 +31,8 @@ static_assert(sizeof(kPlaces) / sizeof(*kPlaces) + 1 ==
 
 TEST(Ledger, IsEmptyAtFirst) {
   const Ledger ledger;
-  EXPECT_EQ(ledger.events().entered, 0U);
-  EXPECT_EQ(ledger.events().total(), 0U);
+  EXPECT_EQ(ledger.snapshot().events.entered, 0U);
+  EXPECT_EQ(ledger.snapshot().events.total(), 0U);
 }
 
 TEST(Ledger, SumsUpEveryReason) {
@@ -61,9 +62,9 @@ TEST(Ledger, CountsWhatEnters) {
     Ledger ledger;
     ledger.enter(place);
     ledger.enter(place, 4);
-    EXPECT_EQ(ledger.events().*place, 5U);
-    EXPECT_EQ(ledger.events().entered, 5U);
-    EXPECT_EQ(ledger.events().total(), 5U);
+    EXPECT_EQ(ledger.snapshot().events.*place, 5U);
+    EXPECT_EQ(ledger.snapshot().events.entered, 5U);
+    EXPECT_EQ(ledger.snapshot().events.total(), 5U);
   }
 }
 
@@ -72,7 +73,7 @@ TEST(Ledger, KeepsTheSumWhenEventsMove) {
   ledger.enter(&Events::waiting, 5);
   ledger.move(&Events::waiting, &Events::gathered, 3);
   ledger.move(&Events::gathered, &Events::inFlight);
-  const Events events = ledger.events();
+  const Events events = ledger.snapshot().events;
   EXPECT_EQ(events.waiting, 2U);
   EXPECT_EQ(events.gathered, 2U);
   EXPECT_EQ(events.inFlight, 1U);
@@ -85,9 +86,9 @@ TEST(Ledger, KeepsTheSumWhenEventsAreDropped) {
     ledger.enter(&Events::waiting, 5);
     ledger.drop(&Events::waiting, reason, 2);
     ledger.drop(&Events::waiting, reason);
-    EXPECT_EQ(ledger.events().dropped.*reason, 3U);
-    EXPECT_EQ(ledger.events().waiting, 2U);
-    EXPECT_EQ(ledger.events().total(), ledger.events().entered);
+    EXPECT_EQ(ledger.snapshot().events.dropped.*reason, 3U);
+    EXPECT_EQ(ledger.snapshot().events.waiting, 2U);
+    EXPECT_EQ(ledger.snapshot().events.total(), ledger.snapshot().events.entered);
   }
 }
 
@@ -96,7 +97,7 @@ TEST(Ledger, CountsRequestsByTheirOutcome) {
   for (int i = 0; i < 6; ++i) ledger.requestStarted();
   for (const int status : {200, 200, 201, 500}) ledger.requestAnswered(status);
   ledger.requestFailed("no connection");
-  const Diagnostics::Requests requests = ledger.requests();
+  const Diagnostics::Requests requests = ledger.snapshot().requests;
   EXPECT_EQ(requests.started, 6U);
   EXPECT_EQ(requests.delivered, 2U);
   EXPECT_EQ(requests.refused, 2U);
@@ -107,27 +108,27 @@ TEST(Ledger, KnowsNoStatusBeforeTheFirstAnswer) {
   Ledger ledger;
   ledger.requestStarted();
   ledger.requestFailed("no connection");
-  EXPECT_EQ(ledger.requests().lastHttpStatus, 0);
+  EXPECT_EQ(ledger.snapshot().requests.lastHttpStatus, 0);
 }
 
 TEST(Ledger, RemembersTheLastStatus) {
   Ledger ledger;
   ledger.requestAnswered(200);
   ledger.requestAnswered(503);
-  EXPECT_EQ(ledger.requests().lastHttpStatus, 503);
+  EXPECT_EQ(ledger.snapshot().requests.lastHttpStatus, 503);
 }
 
 TEST(Ledger, KnowsNoFailureBeforeTheFirst) {
   Ledger ledger;
   ledger.requestAnswered(500);
-  EXPECT_TRUE(ledger.requests().lastTransportError.isNil());
+  EXPECT_TRUE(ledger.snapshot().requests.lastTransportError.isNil());
 }
 
 TEST(Ledger, RemembersTheLastFailure) {
   Ledger ledger;
   ledger.requestFailed("first");
   ledger.requestFailed("second");
-  EXPECT_EQ(ledger.requests().lastTransportError, "second");
+  EXPECT_EQ(ledger.snapshot().requests.lastTransportError, "second");
 }
 
 TEST(Ledger, IsRightInEverySnapshotWhileThreadsKeepTheBooks) {
@@ -145,16 +146,16 @@ TEST(Ledger, IsRightInEverySnapshotWhileThreadsKeepTheBooks) {
       --running;
     });
   while (running > 0) {
-    const Events events = ledger.events();
+    const Events events = ledger.snapshot().events;
     EXPECT_EQ(events.total(), events.entered);
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(ledger.events().dropped.duplicate, 6000U);
+  EXPECT_EQ(ledger.snapshot().events.dropped.duplicate, 6000U);
 }
 
 TEST(Ledger, IsOneForTheWholeProcess) {
   ledger().requestStarted();
-  EXPECT_EQ(ledger().requests().started, 1U);
+  EXPECT_EQ(ledger().snapshot().requests.started, 1U);
 }
 
 }  // namespace

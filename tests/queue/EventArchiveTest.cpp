@@ -9,7 +9,7 @@
 #include <pxalog/Dictionary.h>
 
 #include "platform/Platform.h"
-#include "queue/saved_logs.h"
+#include "queue/event_archive.h"
 #include "support/queued_events.h"
 
 namespace pxa {
@@ -36,7 +36,7 @@ Times timesOf(const std::deque<VeskEventRef>& events) {
   return test::timesOf({events.begin(), events.end()});
 }
 
-TEST(SavedLogs, HoldOneKeyWithTheEventsInOrder) {
+TEST(EventArchive, HoldOneKeyWithTheEventsInOrder) {
   const Dictionary root = rootOf(archiveOfEvents({eventAt(3), eventAt(1), eventAt(2)}, "logArray"));
   EXPECT_EQ(root.size(), 1U);
   const Array events = root.value("logArray").array();
@@ -45,17 +45,17 @@ TEST(SavedLogs, HoldOneKeyWithTheEventsInOrder) {
   EXPECT_EQ(events.at(0).dictionary().value("sendTime").number().longLongValue(), 3);
 }
 
-TEST(SavedLogs, HoldNoEvents) {
+TEST(EventArchive, HoldNoEvents) {
   EXPECT_EQ(eventsOfArchive(archiveOfEvents({}, "k"), "k"), std::deque<VeskEventRef>());
 }
 
-TEST(SavedLogs, BringEventsBackInOrder) {
+TEST(EventArchive, BringEventsBackInOrder) {
   const auto events = eventsOfArchive(archiveOfEvents({eventAt(3), eventAt(1), eventAt(2)}, "k"), "k");
   ASSERT_TRUE(events);
   EXPECT_EQ(timesOf(*events), (Times{3, 1, 2}));
 }
 
-TEST(SavedLogs, BringEventsBackWhole) {
+TEST(EventArchive, BringEventsBackWhole) {
   const VeskEventRef event =
       VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
           "name", nullptr, "type", "source", Data("body \xFF"sv), -7, "host",
@@ -69,30 +69,30 @@ TEST(SavedLogs, BringEventsBackWhole) {
   EXPECT_TRUE(Value(before) == Value(after));
 }
 
-TEST(SavedLogs, GiveEachEventFieldsOfItsOwn) {
+TEST(EventArchive, GiveEachEventFieldsOfItsOwn) {
   const auto events = eventsOfArchive(archiveOfEvents({eventAt(1), eventAt(2)}, "k"), "k");
   ASSERT_TRUE(events && events->size() == 2);
   events->front()->fields().dictionary().set("errorRate", "1");
   EXPECT_FALSE(events->back()->fields().dictionary().contains("errorRate"));
 }
 
-TEST(SavedLogs, RefuseAnEventWithAnObject) {
+TEST(EventArchive, RefuseAnEventWithAnObject) {
   const Dictionary fields{{"object", Value(std::make_shared<Opaque>())}};
   EXPECT_THROW(archiveOfEvents({eventAt(1), eventAt(2, fields)}, "k"), std::invalid_argument);
 }
 
-TEST(SavedLogs, HoldNoEventsUnderAnotherKey) {
+TEST(EventArchive, HoldNoEventsUnderAnotherKey) {
   const auto events = eventsOfArchive(archiveOfEvents({eventAt(1)}, "fileArray"), "logArray");
   ASSERT_TRUE(events);
   EXPECT_TRUE(events->empty());
 }
 
-TEST(SavedLogs, AreNothingWhenTheyAreNoArchive) {
+TEST(EventArchive, AreNothingWhenTheyAreNoArchive) {
   for (const std::string_view bytes : {""sv, "no archive"sv, "\xFF\x00"sv})
     EXPECT_FALSE(eventsOfArchive(Data(bytes), "k"));
 }
 
-TEST(SavedLogs, AreNothingWhenTheyHoldNoEvents) {
+TEST(EventArchive, AreNothingWhenTheyHoldNoEvents) {
   for (const Value& other : {Value("text"), Value(std::int64_t{1}), Value(Dictionary{{"sendTime", 1LL}}),
                              Value(Array{"no event"}), Value(Array{Value(Dictionary()), nullptr})})
     EXPECT_FALSE(eventsOfArchive(archiveOf({{"k", other}}), "k"));

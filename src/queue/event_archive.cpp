@@ -1,4 +1,4 @@
-#include "queue/saved_logs.h"
+#include "queue/event_archive.h"
 
 #include <pxalog/Array.h>
 
