@@ -1,17 +1,31 @@
 #include "CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdlib>
 
 namespace pxa::tools {
 
 namespace {
 
+bool isFieldKey(const std::string& key) {
+  const auto isOf = [](const std::string& characters) {
+    return [characters](char character) { return characters.find(character) != std::string::npos; };
+  };
+  const std::string letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  return !key.empty() && isOf(letters)(key.front()) &&
+         std::all_of(key.begin(), key.end(), isOf(letters + "0123456789-_"));
+}
+
 std::pair<std::string, std::string> splitField(const std::string& field) {
   const std::size_t equals = field.find('=');
   if (equals == std::string::npos)
     throw CLI::ValidationError("--field", "needs the form KEY=VALUE: " + field);
-  return {field.substr(0, equals), field.substr(equals + 1)};
+  const std::string key = field.substr(0, equals);
+  if (!isFieldKey(key))
+    throw CLI::ValidationError("--field",
+                               "a key begins with a letter, then letters, digits, - and _: " + key);
+  return {key, field.substr(equals + 1)};
 }
 
 }  // namespace
@@ -40,7 +54,9 @@ SendOptions readCommandLine(int argc, char** argv) {
       ->check(CLI::IsMember({"DEBUG", "INFO", "WARN", "ERROR", "FATAL"}))
       ->capture_default_str();
   app.add_option("-e,--error-code", options.errorCode, "error code of every line");
-  app.add_option("-f,--field", fields, "custom field, KEY=VALUE; may be given again")
+  app.add_option(
+         "-f,--field", fields,
+         "custom field, KEY=VALUE, may be given again; names of the event's own fields have no effect")
       ->allow_extra_args(false);
   app.add_flag("--keep-repeats", options.keepsRepeats, "send repeated lines too");
   app.add_option("--patience", options.patienceSeconds, "seconds without progress after which to give up")

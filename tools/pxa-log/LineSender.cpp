@@ -14,8 +14,8 @@ namespace pxa::tools {
 
 namespace {
 
-// The log queue holds 2000 events; a few places are left for the library's own.
-constexpr std::uint64_t kMostWaitingLines = 1990;
+// // The log queue holds 2000 events; some places are left for the library's own.
+constexpr std::uint64_t kMostWaitingLines = 1900;
 constexpr std::uint64_t kMostUndecidedLines = 6000;
 constexpr std::size_t kMostUndecidedBytes = std::size_t{8} << 20;
 constexpr std::chrono::milliseconds kPause{5};

@@ -1,8 +1,11 @@
 // pxa-log: sends the lines of files or standard input to a log collector.
 
 #include <chrono>
+#include <deque>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <unistd.h>
 
@@ -39,17 +42,26 @@ class ProgressLine {
   std::chrono::steady_clock::time_point lastShown_;
 };
 
-bool sendFile(LineSender& sender, const std::string& path) {
-  if (path == "-") return sender.sendLines(std::cin);
-  std::ifstream file(path, std::ios::binary);
-  return sender.sendLines(file);
+/// The files, each opened once and before anything is sent; a closed stream stands for standard input. Nothing when
+/// one of them cannot be read.
+std::optional<std::deque<std::ifstream>> openFiles(const std::vector<std::string>& paths) {
+  std::deque<std::ifstream> files;
+  for (const std::string& path : paths) {
+    std::ifstream& file = files.emplace_back();
+    if (path == "-") continue;
+    file.open(path, std::ios::binary);
+    if (file.is_open() && !std::filesystem::is_directory(path)) continue;
+    std::cerr << "pxa-log: cannot read " << path << "\n";
+    return std::nullopt;
+  }
+  return files;
 }
 
-bool areReadable(const std::vector<std::string>& paths) {
-  for (const std::string& path : paths) {
-    if (path == "-" || std::ifstream(path).is_open()) continue;
-    std::cerr << "pxa-log: cannot read " << path << "\n";
-    return false;
+/// False when not every line could be read and sent.
+bool sendFiles(LineSender& sender, std::deque<std::ifstream>& files) {
+  for (std::ifstream& file : files) {
+    std::istream& input = file.is_open() ? file : std::cin;
+    if (!sender.sendLines(input) || input.bad()) return false;
   }
   return true;
 }
@@ -72,15 +84,15 @@ void printSummary(const LineSender& sender, const Snapshot& snapshot) {
 
 int main(int argc, char** argv) {
   const pxa::tools::SendOptions options = pxa::tools::readCommandLine(argc, argv);
-  if (!areReadable(options.files)) return kUnusable;
+  std::optional<std::deque<std::ifstream>> files = openFiles(options.files);
+  if (!files) return kUnusable;
   ProgressLine progress;
   LineSender sender(options, [&](const LineSender& current) { progress.show(current); });
   if (!sender.open()) {
     std::cerr << "pxa-log: the collector address, application key or version cannot be used\n";
     return kUnusable;
   }
-  bool isSent = true;
-  for (const std::string& file : options.files) isSent = isSent && sendFile(sender, file);
+  const bool isSent = sendFiles(sender, *files);
   const bool isDecided = sender.waitUntilDecided();
   progress.clear();
 
