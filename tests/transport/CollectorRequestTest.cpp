@@ -14,6 +14,8 @@
 #include "api/handle/GlobalLock.h"
 #include "support/FakePlatform.h"
 #include "support/delivery.h"
+#include "support/lock_probe.h"
+#include "support/values.h"
 #include "transport/BulkEventLists.h"
 #include "transport/VeskHttpsDelegate.h"
 #include "transport/collector_request.h"
@@ -24,7 +26,7 @@ namespace {
 using test::bytesOf;
 using test::elementsOf;
 using test::makeEvent;
-using test::openHandle;
+using test::openWithoutSessionLog;
 using test::textsOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -33,15 +35,15 @@ using testing::StartsWith;
 
 using Texts = std::vector<std::string>;
 
-/// A process with one open handle, "h" of project "app", whose list a test fills.
+/// A process with one open handle, "h" of project "project", whose list a test fills.
 class CollectorRequest : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_NE(openHandle("h"), nullptr);
+    ASSERT_NE(openWithoutSessionLog("h"), nullptr);
     before_ = Diagnostics::snapshot().events;
   }
 
-  void gather(const VeskEventRef& event, const char* project = "app") {
+  void gather(const VeskEventRef& event, const char* project = test::kAppKey) {
     const GlobalGuard guard;
     BulkEventLists::EventList* const list = bulkEventLists().find(project);
     ASSERT_NE(list, nullptr);
@@ -72,7 +74,7 @@ TEST_F(CollectorRequest, IsAPostOfJsonThatWaitsTenSeconds) {
   ASSERT_THAT(requests(), SizeIs(1));
   const UrlRequest request = requests()[0];
   EXPECT_EQ(request.method, "POST");
-  EXPECT_EQ(request.url, "http://collector.example:8080/v2/log");
+  EXPECT_EQ(request.url, "https://logs.example.com:443/v2/log");
   EXPECT_EQ(request.timeoutSeconds, 10.0);
   ASSERT_THAT(request.headers, SizeIs(1));
   EXPECT_EQ(request.headers[0].first, "Content-Type");
@@ -95,7 +97,7 @@ TEST_F(CollectorRequest, IsNotMadeForAnUnknownHandle) {
 
 struct UrlCase {
   const char* name;
-  test::HandleSpec handle;
+  test::HandleOptions handle;
   const char* expected;
 
   friend std::ostream& operator<<(std::ostream& out, const UrlCase& one) { return out << one.name; }
@@ -104,9 +106,9 @@ struct UrlCase {
 class CollectorRequestUrl : public CollectorRequest, public testing::WithParamInterface<UrlCase> {};
 
 TEST_P(CollectorRequestUrl, IsMadeOfSchemeHostPortAndPath) {
-  test::HandleSpec handle = GetParam().handle;
+  test::HandleOptions handle = GetParam().handle;
   handle.appKey = "urlApp";
-  ASSERT_NE(openHandle("url", handle), nullptr);
+  ASSERT_NE(openWithoutSessionLog("url", handle), nullptr);
   gather({.handleId = "url", .projectName = "urlApp"});
   PXALog::sendVeskEventByRestAPI();
   ASSERT_THAT(requests(), SizeIs(1));
@@ -122,25 +124,32 @@ INSTANTIATE_TEST_SUITE_P(
                 {.url = "http://c", .port = 80, .protocol = 0},
                 "https://c:80/v2/log"},
         UrlCase{"SchemeOfAnyKind", {.url = "ftp://c", .port = 21, .protocol = 1}, "http://c:21/v2/log"},
-        UrlCase{"PortZero", {.url = "http://c", .port = 0}, "http://c:0/v2/log"},
-        UrlCase{"NegativePort", {.url = "http://c", .port = -1}, "http://c:-1/v2/log"},
-        UrlCase{"PortBeyondAnyPort", {.url = "http://c", .port = 65536}, "http://c:65536/v2/log"},
-        UrlCase{"LargestPort", {.url = "http://c", .port = 2147483647}, "http://c:2147483647/v2/log"},
-        UrlCase{"SmallestPort", {.url = "http://c", .port = -2147483647 - 1}, "http://c:-2147483648/v2/log"},
+        UrlCase{"PortZero", {.url = "http://c", .port = 0, .protocol = 1}, "http://c:0/v2/log"},
+        UrlCase{"NegativePort", {.url = "http://c", .port = -1, .protocol = 1}, "http://c:-1/v2/log"},
+        UrlCase{
+            "PortBeyondAnyPort", {.url = "http://c", .port = 65536, .protocol = 1}, "http://c:65536/v2/log"},
+        UrlCase{"LargestPort",
+                {.url = "http://c", .port = 2147483647, .protocol = 1},
+                "http://c:2147483647/v2/log"},
+        UrlCase{"SmallestPort",
+                {.url = "http://c", .port = -2147483647 - 1, .protocol = 1},
+                "http://c:-2147483648/v2/log"},
         UrlCase{
             "HostWithAPath", {.url = "https://c/p", .port = 443, .protocol = 0}, "https://c/p:443/v2/log"},
-        UrlCase{"HostWithAPort", {.url = "http://c:9000", .port = 80}, "http://c:9000:80/v2/log"},
-        UrlCase{"HostWithATrailingSlash", {.url = "http://c/", .port = 80}, "http://c/:80/v2/log"},
-        UrlCase{"NoHost", {.url = "http://", .port = 80}, "http://:80/v2/log"}),
+        UrlCase{
+            "HostWithAPort", {.url = "http://c:9000", .port = 80, .protocol = 1}, "http://c:9000:80/v2/log"},
+        UrlCase{
+            "HostWithATrailingSlash", {.url = "http://c/", .port = 80, .protocol = 1}, "http://c/:80/v2/log"},
+        UrlCase{"NoHost", {.url = "http://", .port = 80, .protocol = 1}, "http://:80/v2/log"}),
     [](const auto& param) { return std::string(param.param.name); });
 
 TEST_F(CollectorRequest, GoesByHttpForAnyProtocolButZero) {
-  const VeskHandleRef handle = openHandle("odd", {.port = 1, .appKey = "oddApp"});
+  const VeskHandleRef handle = openWithoutSessionLog("odd", {.port = 1, .appKey = "oddApp"});
   handle->setProtocol(2);
   gather({.handleId = "odd", .projectName = "oddApp"});
   PXALog::sendVeskEventByRestAPI();
   ASSERT_THAT(requests(), SizeIs(1));
-  EXPECT_EQ(requests()[0].url, "http://collector.example:1/v2/log");
+  EXPECT_EQ(requests()[0].url, "http://logs.example.com:1/v2/log");
 }
 
 // Bodies.
@@ -275,7 +284,7 @@ TEST_F(CollectorRequest, TravelsWithTheErrorRate) {
 
 TEST_F(CollectorRequest, WritesItsConsoleLineAfterTheLocksAreLeft) {
   bool wasFree = false;
-  p_.log.setListener([&wasFree](const std::string&) { wasFree = test::globalLockIsFree(); });
+  p_.log.setListener([&wasFree](const std::string&) { wasFree = test::isGlobalLockFree(); });
   gather({.errorRate = bytesOf("4")});
   PXALog::sendVeskEventByRestAPI();
   EXPECT_TRUE(wasFree);
@@ -284,19 +293,19 @@ TEST_F(CollectorRequest, WritesItsConsoleLineAfterTheLocksAreLeft) {
 // Handles and projects.
 
 TEST_F(CollectorRequest, IsMadeOncePerProject) {
-  openHandle("other", {.url = "http://other.example", .appKey = "otherApp"});
+  openWithoutSessionLog("other", {.url = "https://other.example", .appKey = "otherApp"});
   gather({.body = bytesOf("a")});
   gather({.body = bytesOf("b"), .handleId = "other", .projectName = "otherApp"});
   PXALog::sendVeskEventByRestAPI();
   ASSERT_THAT(requests(), SizeIs(2));
-  EXPECT_EQ(requests()[0].url, "http://collector.example:8080/v2/log");
+  EXPECT_EQ(requests()[0].url, "https://logs.example.com:443/v2/log");
   EXPECT_THAT(texts(0, "body"), ElementsAre("a"));
-  EXPECT_EQ(requests()[1].url, "http://other.example:8080/v2/log");
+  EXPECT_EQ(requests()[1].url, "https://other.example:443/v2/log");
   EXPECT_THAT(texts(1, "body"), ElementsAre("b"));
 }
 
 TEST_F(CollectorRequest, CountsIndicesAnewForEachProject) {
-  openHandle("other", {.appKey = "otherApp"});
+  openWithoutSessionLog("other", {.appKey = "otherApp"});
   gather();
   gather({.handleId = "other", .projectName = "otherApp"});
   PXALog::sendVeskEventByRestAPI();
@@ -304,31 +313,31 @@ TEST_F(CollectorRequest, CountsIndicesAnewForEachProject) {
 }
 
 TEST_F(CollectorRequest, GoesToTheHandleOfTheLastEvent) {
-  openHandle("second", {.url = "http://second.example"});
+  openWithoutSessionLog("second", {.url = "https://second.example"});
   gather();
   gather({.handleId = "second"});
   PXALog::sendVeskEventByRestAPI();
   ASSERT_THAT(requests(), SizeIs(1));
-  EXPECT_EQ(requests()[0].url, "http://second.example:8080/v2/log");
+  EXPECT_EQ(requests()[0].url, "https://second.example:443/v2/log");
 }
 
 TEST_F(CollectorRequest, GoesToTheHandleOfTheLastEventEvenIfThatIsNotSent) {
-  openHandle("second", {.url = "http://second.example"});
+  openWithoutSessionLog("second", {.url = "https://second.example"});
   gather();
   gather({.errorRate = "4", .handleId = "second"});
   PXALog::sendVeskEventByRestAPI();
   ASSERT_THAT(requests(), SizeIs(1));
-  EXPECT_EQ(requests()[0].url, "http://second.example:8080/v2/log");
+  EXPECT_EQ(requests()[0].url, "https://second.example:443/v2/log");
 }
 
 TEST_F(CollectorRequest, GoesToTheLastHandleThatAnEventNames) {
-  openHandle("second", {.url = "http://second.example"});
+  openWithoutSessionLog("second", {.url = "https://second.example"});
   gather();
   gather({.handleId = "second"});
   gather({.handleId = {}});
   PXALog::sendVeskEventByRestAPI();
   ASSERT_THAT(requests(), SizeIs(1));
-  EXPECT_EQ(requests()[0].url, "http://second.example:8080/v2/log");
+  EXPECT_EQ(requests()[0].url, "https://second.example:443/v2/log");
 }
 
 TEST_F(CollectorRequest, IsNotMadeWhenTheLastHandleIsUnknown) {
@@ -355,7 +364,7 @@ TEST_F(CollectorRequest, IsNotMadeWhenNoEventNamesAHandle) {
 }
 
 TEST_F(CollectorRequest, IsMadeForTheNextProjectWhenOneHasNoHandle) {
-  openHandle("other", {.appKey = "otherApp"});
+  openWithoutSessionLog("other", {.appKey = "otherApp"});
   gather({.handleId = "unknown"});
   gather({.handleId = "other", .projectName = "otherApp"});
   PXALog::sendVeskEventByRestAPI();
@@ -386,7 +395,7 @@ TEST_F(CollectorRequest, ShowsItsBodyAndHandleInTheSharedDelegate) {
 }
 
 TEST_F(CollectorRequest, ShowsTheLastBodyAndHandleInTheSharedDelegate) {
-  openHandle("other", {.appKey = "otherApp"});
+  openWithoutSessionLog("other", {.appKey = "otherApp"});
   gather();
   gather({.handleId = "other", .projectName = "otherApp"});
   PXALog::sendVeskEventByRestAPI();
@@ -405,7 +414,7 @@ TEST_F(CollectorRequest, ShowsABodyWithoutAHandleInTheSharedDelegateToo) {
 }
 
 TEST_F(CollectorRequest, KeepsItsOwnBodyAndHandleWhenALaterOneStarts) {
-  openHandle("other", {.appKey = "otherApp"});
+  openWithoutSessionLog("other", {.appKey = "otherApp"});
   gather({.body = bytesOf("a")});
   gather({.body = bytesOf("b"), .handleId = "other", .projectName = "otherApp"});
   PXALog::sendVeskEventByRestAPI();
@@ -417,7 +426,7 @@ TEST_F(CollectorRequest, KeepsItsOwnBodyAndHandleWhenALaterOneStarts) {
 }
 
 TEST_F(CollectorRequest, EndsOnItsOwnWhateverTheOrderOfTheAnswers) {
-  openHandle("other", {.appKey = "otherApp"});
+  openWithoutSessionLog("other", {.appKey = "otherApp"});
   gather({.body = bytesOf("a")});
   gather({.body = bytesOf("b"), .handleId = "other", .projectName = "otherApp"});
   PXALog::sendVeskEventByRestAPI();
@@ -429,11 +438,20 @@ TEST_F(CollectorRequest, EndsOnItsOwnWhateverTheOrderOfTheAnswers) {
   EXPECT_EQ(failed[0]->handleId(), Value("other"));
 }
 
-TEST_F(CollectorRequest, LeavesTheSharedDelegateAloneWhenItEnds) {
+TEST_F(CollectorRequest, LetsTheSharedDelegateForgetItsBodyOnceItIsAnswered) {
   gather();
   PXALog::sendVeskEventByRestAPI();
   p_.urlLoader.answer(0, 200);
-  EXPECT_EQ(shownByTheSharedDelegate().log.view(), p_.urlLoader.bodies()[0]);
+  EXPECT_TRUE(shownByTheSharedDelegate().log.isNil());
+}
+
+TEST_F(CollectorRequest, LeavesTheBodyOfALaterRequestWithTheSharedDelegate) {
+  gather();
+  PXALog::sendVeskEventByRestAPI();
+  gather();
+  PXALog::sendVeskEventByRestAPI();
+  p_.urlLoader.answer(0, 200);
+  EXPECT_EQ(shownByTheSharedDelegate().log.view(), p_.urlLoader.bodies()[1]);
 }
 
 TEST_F(CollectorRequest, ReturnsBeforeItIsAnswered) {
