@@ -17,7 +17,7 @@
 
 #include "diagnostics/Ledger.h"
 #include "queue/VeskBlockQueue.h"
-#include "queue/saved_logs.h"
+#include "queue/event_archive.h"
 #include "support/BackgroundCall.h"
 #include "support/FakePlatform.h"
 #include "support/HookedFiles.h"

@@ -11,7 +11,7 @@
 #include "api/handle/GlobalLock.h"
 #include "api/handle/handle_table.h"
 #include "api/handle/process_state.h"
-#include "queue/saved_logs.h"
+#include "queue/event_archive.h"
 #include "transport/send_loop.h"
 
 namespace pxa::test {
