@@ -8,6 +8,7 @@
 #include "api/handle/common_fields.h"
 #include "support/handles.h"
 #include "support/lock_probe.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {
@@ -84,10 +85,10 @@ TEST(CommonFields, ComeInTheirOrderBeforeTheCustomFields) {
 
 TEST(CommonFields, LeaveWhatTheEventHasOfItsOwn) {
   test::installWithHandle();
-  Dictionary fields{{"logLevel", test::bytes("INFO")}, {"errorCode", test::bytes("E42")}};
+  Dictionary fields{{"logLevel", test::bytesOf("INFO")}, {"errorCode", test::bytesOf("E42")}};
   EXPECT_TRUE(PXALog::copyCommonFields(fields));
-  EXPECT_TRUE(fields.value("logLevel") == test::bytes("INFO"));
-  EXPECT_TRUE(fields.value("errorCode") == test::bytes("E42"));
+  EXPECT_TRUE(fields.value("logLevel") == test::bytesOf("INFO"));
+  EXPECT_TRUE(fields.value("errorCode") == test::bytesOf("E42"));
 }
 
 TEST(CommonFields, ReplaceWhatStandsUnderTheirKeys) {
@@ -206,7 +207,7 @@ TEST(CommonFields, NameTheUser) {
 TEST(CommonFields, HaveAnEmptyUserForAnEmptyUserId) {
   FakePlatform::install();
   openHandle({.userId = ""});
-  EXPECT_TRUE(commonFields().value("UserID") == test::bytes(""));
+  EXPECT_TRUE(commonFields().value("UserID") == test::bytesOf(""));
 }
 
 TEST(CommonFields, HaveNoUserForANilUserId) {
@@ -283,7 +284,7 @@ TEST(CommonFields, AreNotReplacedByACustomFieldOfTheEventsOwnNames) {
   test::installWithHandle();
   setCustomValue("errorCode", "custom");
   setCustomValue("logLevel", "custom");
-  Dictionary fields{{"logLevel", test::bytes("INFO")}, {"errorCode", test::bytes("E42")}};
+  Dictionary fields{{"logLevel", test::bytesOf("INFO")}, {"errorCode", test::bytesOf("E42")}};
   EXPECT_TRUE(PXALog::copyCommonFields(fields));
   EXPECT_EQ(text(fields.value("logLevel")), "INFO");
   EXPECT_EQ(text(fields.value("errorCode")), "E42");
@@ -299,7 +300,7 @@ TEST(CommonFields, LeaveTheHandlesCustomFieldsUnchanged) {
   test::installWithHandle();
   PXALog::setCustomField_forKey("value", "key");
   static_cast<void>(commonFields());
-  EXPECT_TRUE(test::customField("0", "key") == test::bytes("value"));
+  EXPECT_TRUE(test::customField("0", "key") == test::bytesOf("value"));
 }
 
 TEST(CommonFields, WaitForTheLock) {

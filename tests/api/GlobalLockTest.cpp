@@ -6,13 +6,14 @@
 #include <vector>
 
 #include "api/handle/GlobalLock.h"
+#include "support/BackgroundCall.h"
 #include "support/FakePlatform.h"
 #include "support/lock_probe.h"
 
 namespace pxa {
 namespace {
 
-using test::endsOnAnotherThread;
+using test::BackgroundCall;
 using test::isGlobalLockFree;
 
 void take() {
@@ -29,7 +30,7 @@ TEST(GlobalLock, IsOneForTheWholeProcess) {
 }
 
 TEST(GlobalLock, MayBeTakenAgainByTheThreadThatHoldsIt) {
-  EXPECT_TRUE(endsOnAnotherThread(takeTwice));
+  EXPECT_TRUE(BackgroundCall(takeTwice).returns());
 }
 
 TEST(GlobalLock, IsFreeAfterItWasLeftAsOftenAsTaken) {
@@ -69,7 +70,7 @@ TEST(GlobalLock, LetsOneThreadInAtATime) {
 TEST(GlobalLock, IsNotKeptFromAWaitingThreadByOneThatTakesItAgainAndAgain) {
   test::FakePlatform::install();
   const auto isDone = std::make_shared<std::atomic<bool>>(false);
-  const auto hasEnded = test::startOnOwnThread([isDone] {
+  const BackgroundCall taking([isDone] {
     while (!*isDone) {
       take();
       globalLock().letOthersIn();
@@ -77,12 +78,12 @@ TEST(GlobalLock, IsNotKeptFromAWaitingThreadByOneThatTakesItAgainAndAgain) {
   });
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(isGlobalLockFree());
   *isDone = true;
-  EXPECT_TRUE(test::waitUntil([&] { return hasEnded->load(); }));
+  EXPECT_TRUE(taking.returns());
 }
 
 TEST(GlobalLock, ReturnsFromLettingOthersInWhereNobodyWaits) {
   test::FakePlatform::install();
-  EXPECT_TRUE(endsOnAnotherThread([] { globalLock().letOthersIn(); }));
+  EXPECT_TRUE(BackgroundCall([] { globalLock().letOthersIn(); }).returns());
 }
 
 }  // namespace

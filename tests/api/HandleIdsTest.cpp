@@ -6,9 +6,12 @@
 
 #include <pxalog/Diagnostics.h>
 
+#include "api/handle/process_state.h"
 #include "support/handles.h"
 #include "support/lock_probe.h"
+#include "support/queued_events.h"
 #include "support/shared_state.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {

@@ -6,8 +6,12 @@
 #include <vector>
 
 #include "api/handle/common_fields.h"
+#include "api/handle/process_state.h"
+#include "support/BackgroundCall.h"
 #include "support/handles.h"
 #include "support/lock_probe.h"
+#include "support/queued_events.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {
@@ -57,40 +61,26 @@ TEST(HandleSettings, AreStoredInTheHandle) {
   EXPECT_FALSE(handle()->isDeduplicate());
 }
 
-TEST(HandleSettings, MayBeNil) {
-  FakePlatform::install();
-  openHandle({.userId = "user"});
-  PXALog::setUserId(nullptr);
-  PXALog::setLogType(nullptr);
-  PXALog::setLogSource(nullptr);
-  EXPECT_TRUE(handle()->userId().isNil());
-  EXPECT_TRUE(handle()->logType().isNil());
-  EXPECT_TRUE(handle()->logSource().isNil());
-}
-
-TEST(HandleSettings, MayBeEmpty) {
-  FakePlatform::install();
-  openHandle({.userId = "user"});
-  PXALog::setUserId("");
-  PXALog::setLogType("");
-  PXALog::setLogSource("");
-  EXPECT_EQ(text(handle()->userId()), "");
-  EXPECT_EQ(text(handle()->logType()), "");
-  EXPECT_EQ(text(handle()->logSource()), "");
-}
-
-TEST(HandleSettings, AreNotChecked) {
+TEST(HandleSettings, TakeAnyTextAndRepairWhatIsNotUtf8) {
+  const struct {
+    const char* name;
+    void (*set)(const String&);
+    const String& (VeskHandle::*get)() const;
+  } settings[] = {
+      {"userId", &PXALog::setUserId, &VeskHandle::userId},
+      {"logType", &PXALog::setLogType, &VeskHandle::logType},
+      {"logSource", &PXALog::setLogSource, &VeskHandle::logSource},
+  };
+  const std::pair<String, const char*> givenAndKept[] = {
+      {"user", "user"},     {nullptr, "(nil)"}, {"", ""},
+      {" a b\n", " a b\n"}, {"!", "!"},         {"caf\xe9", "caf\uFFFD"},
+  };
   test::installWithHandle();
-  PXALog::setUserId(" a b\n");
-  PXALog::setLogType("!");
-  EXPECT_EQ(text(handle()->userId()), " a b\n");
-  EXPECT_EQ(text(handle()->logType()), "!");
-}
-
-TEST(HandleSettings, AreRepairedWhereTheyAreNotUtf8) {
-  test::installWithHandle();
-  PXALog::setUserId("caf\xe9");
-  EXPECT_EQ(text(handle()->userId()), "caf\uFFFD");
+  for (const auto& [name, set, get] : settings)
+    for (const auto& [given, kept] : givenAndKept) {
+      set(given);
+      EXPECT_EQ(text((*handle().*get)()), kept) << name;
+    }
 }
 
 TEST(HandleSettings, ChangeNoOtherHandle) {
@@ -134,19 +124,19 @@ TEST(HandleSettings, TakeTheUserIdOutOfLaterEventsWhenItIsNil) {
 TEST(SetCustomField, StoresTheBytesOfTheValue) {
   test::installWithHandle();
   PXALog::setCustomField_forKey("Grüße", "my_field2");
-  EXPECT_TRUE(customField("0", "my_field2") == test::bytes("Grüße"));
+  EXPECT_TRUE(customField("0", "my_field2") == test::bytesOf("Grüße"));
 }
 
 TEST(SetCustomField, StoresADashForNil) {
   test::installWithHandle();
   PXALog::setCustomField_forKey(nullptr, "my_field2");
-  EXPECT_TRUE(customField("0", "my_field2") == test::bytes("-"));
+  EXPECT_TRUE(customField("0", "my_field2") == test::bytesOf("-"));
 }
 
 TEST(SetCustomField, StoresAnEmptyValue) {
   test::installWithHandle();
   PXALog::setCustomField_forKey("", "my_field2");
-  EXPECT_TRUE(customField("0", "my_field2") == test::bytes(""));
+  EXPECT_TRUE(customField("0", "my_field2") == test::bytesOf(""));
 }
 
 TEST(SetCustomField, ReplacesAnEarlierValue) {
@@ -159,7 +149,7 @@ TEST(SetCustomField, ReplacesAnEarlierValue) {
 TEST(SetCustomField, RepairsAValueThatIsNotUtf8) {
   test::installWithHandle();
   PXALog::setCustomField_forKey("caf\xe9", "key");
-  EXPECT_TRUE(customField("0", "key") == test::bytes("caf\uFFFD"));
+  EXPECT_TRUE(customField("0", "key") == test::bytesOf("caf\uFFFD"));
 }
 
 TEST(SetCustomField, RefusesANilKey) {
@@ -208,7 +198,7 @@ TEST(SetCustomField, ReplacesProtectedKeysThatAreNotReserved) {
   test::installWithHandle();
   for (const char* key : {"logVersion", "SymMethod", "CrashStyle", "Unity"}) {
     PXALog::setCustomField_forKey("mine", key);
-    EXPECT_TRUE(customField("0", key) == test::bytes("mine")) << key;
+    EXPECT_TRUE(customField("0", key) == test::bytesOf("mine")) << key;
   }
 }
 
@@ -383,10 +373,11 @@ TEST(HandleOperations, WaitForTheLock) {
 TEST(HandleOperations, MayBeCalledUnderTheLock) {
   test::installWithHandle();
   for (const auto& [name, operation] : kOperations) {
-    EXPECT_TRUE(test::endsOnAnotherThread([call = operation] {
-      const GlobalGuard guard;
-      call("0");
-    })) << name;
+    EXPECT_TRUE(test::BackgroundCall([call = operation] {
+                  const GlobalGuard guard;
+                  call("0");
+                }).returns())
+        << name;
   }
 }
 

@@ -8,6 +8,7 @@
 #include "api/handle/host_address.h"
 #include "support/handles.h"
 #include "support/lock_probe.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {

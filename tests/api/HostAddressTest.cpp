@@ -7,8 +7,9 @@
 
 #include "api/handle/host_address.h"
 #include "api/network_type.h"
-#include "support/handles.h"
+#include "support/FakePlatform.h"
 #include "support/lock_probe.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {

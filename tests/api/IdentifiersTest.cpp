@@ -3,6 +3,7 @@
 
 #include "api/identifiers.h"
 #include "support/handles.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {

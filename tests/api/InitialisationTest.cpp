@@ -3,10 +3,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "api/handle/process_state.h"
 #include "api/initialisation.h"
 #include "support/handles.h"
 #include "support/lock_probe.h"
 #include "support/shared_state.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {

@@ -13,12 +13,15 @@
 
 #include "api/handle/common_fields.h"
 #include "api/handle/host_address.h"
+#include "api/handle/process_state.h"
 #include "api/identifiers.h"
 #include "api/initialisation.h"
 #include "api/network_type.h"
 #include "api/validation.h"
 #include "settings/settings_thread.h"
 #include "support/handles.h"
+#include "support/queued_events.h"
+#include "support/values.h"
 #include "transport/send_loop.h"
 
 // A selector, the name of its operation and a call of it with the arguments that follow.

@@ -1,17 +1,22 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <pxalog/Diagnostics.h>
 #include <pxalog/PXALog.h>
 
+#include "api/handle/process_state.h"
 #include "support/handles.h"
 #include "support/lock_probe.h"
+#include "support/queued_events.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {
 
+using test::bytesOf;
 using test::FakePlatform;
 using test::openHandle;
 using test::text;
@@ -40,64 +45,41 @@ TEST(LogCall, QueuesOneEventOfTheHandlesProject) {
   EXPECT_TRUE(event->handleId() == Value("0"));
 }
 
-TEST(LogCall, SendsTheBytesOfTheMessage) {
+/// Texts as they are given to a log call, and as they are sent.
+using Texts = std::vector<std::pair<String, std::string>>;
+
+TEST(LogCall, SendsTheBytesOfTheMessageAndNoneForNil) {
   test::installWithHandle();
-  EXPECT_TRUE(eventOf("INFO", nullptr, "Grüße")->body() == test::bytes("Grüße"));
+  const std::string withNul("a\0b", 3);
+  const std::string longOne(8U << 20U, 'm');
+  const Texts messages = {
+      {"Grüße", "Grüße"}, {nullptr, ""}, {"", ""}, {withNul, withNul}, {longOne, longOne}};
+  for (const auto& [message, sent] : messages)
+    EXPECT_TRUE(eventOf("INFO", nullptr, message)->body() == bytesOf(sent)) << sent.substr(0, 80);
 }
 
-TEST(LogCall, SendsAnEmptyMessageForNil) {
+TEST(LogCall, SendsTheBytesOfTheLevelAndNoneForNil) {
   test::installWithHandle();
-  EXPECT_TRUE(eventOf("INFO", nullptr, nullptr)->body() == test::bytes(""));
+  for (const auto& [level, sent] : Texts{{"any level", "any level"}, {nullptr, ""}})
+    EXPECT_TRUE(fieldsOf(eventOf(level, nullptr, "message")).value("logLevel") == bytesOf(sent)) << sent;
 }
 
-TEST(LogCall, SendsAnEmptyMessage) {
+TEST(LogCall, SendsTheBytesOfTheErrorCode) {
   test::installWithHandle();
-  EXPECT_TRUE(eventOf("INFO", nullptr, "")->body() == test::bytes(""));
+  EXPECT_TRUE(fieldsOf(eventOf("INFO", "E42", "message")).value("errorCode") == bytesOf("E42"));
 }
 
-TEST(LogCall, SendsAMessageOfAnyLength) {
+TEST(LogCall, RepairsTextsThatAreNotUtf8) {
   test::installWithHandle();
-  const std::string message(8U << 20U, 'm');
-  EXPECT_EQ(text(eventOf("INFO", nullptr, message)->body()), message);
-}
-
-TEST(LogCall, SendsAMessageWithANulCharacter) {
-  test::installWithHandle();
-  const std::string message("a\0b", 3);
-  EXPECT_EQ(text(eventOf("INFO", nullptr, message)->body()), message);
-}
-
-TEST(LogCall, RepairsAMessageThatIsNotUtf8) {
-  test::installWithHandle();
-  EXPECT_TRUE(eventOf("INFO", nullptr, "caf\xe9 \xf0\x9f\x98")->body() == test::bytes("caf\uFFFD \uFFFD"));
-}
-
-TEST(LogCall, RepairsAnErrorCodeAndALevelThatAreNotUtf8) {
-  test::installWithHandle();
-  const Dictionary fields = fieldsOf(eventOf("\xff", "\xfe", "message"));
-  EXPECT_TRUE(fields.value("logLevel") == test::bytes("\uFFFD"));
-  EXPECT_TRUE(fields.value("errorCode") == test::bytes("\uFFFD"));
+  const VeskEventRef event = eventOf("\xff", "\xfe", "caf\xe9 \xf0\x9f\x98");
+  EXPECT_TRUE(fieldsOf(event).value("logLevel") == bytesOf("\uFFFD"));
+  EXPECT_TRUE(fieldsOf(event).value("errorCode") == bytesOf("\uFFFD"));
+  EXPECT_TRUE(event->body() == bytesOf("caf\uFFFD \uFFFD"));
 }
 
 TEST(LogCall, HasAnEmptyHostUntilItIsSent) {
   test::installWithHandle();
   EXPECT_TRUE(eventOf("INFO", nullptr, "message")->host() == Value(""));
-}
-
-TEST(LogCall, SendsTheLevelAsBytes) {
-  test::installWithHandle();
-  EXPECT_TRUE(fieldsOf(eventOf("any level", nullptr, "message")).value("logLevel") ==
-              test::bytes("any level"));
-}
-
-TEST(LogCall, SendsAnEmptyLevelForNil) {
-  test::installWithHandle();
-  EXPECT_TRUE(fieldsOf(eventOf(nullptr, nullptr, "message")).value("logLevel") == test::bytes(""));
-}
-
-TEST(LogCall, SendsTheErrorCodeAsBytes) {
-  test::installWithHandle();
-  EXPECT_TRUE(fieldsOf(eventOf("INFO", "E42", "message")).value("errorCode") == test::bytes("E42"));
 }
 
 TEST(LogCall, SendsNoErrorCodeWhereItIsNilOrEmpty) {

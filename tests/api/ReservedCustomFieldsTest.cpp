@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "support/handles.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {
@@ -29,9 +30,9 @@ TEST(ReservedCustomFields, AreWrittenInTheirOrderWithUnity) {
 
 TEST(ReservedCustomFields, HoldBytesForVersionsAndSession) {
   test::installWithHandle();
-  EXPECT_TRUE(customField("0", "logVersion") == test::bytes("v2"));
-  EXPECT_TRUE(customField("0", "SdkVersion") == test::bytes("brine-quillmark-iOS-sdk-2.6.6"));
-  EXPECT_TRUE(customField("0", "SessionID") == test::bytes("00000000-0000-4000-8000-000000000001"));
+  EXPECT_TRUE(customField("0", "logVersion") == test::bytesOf("v2"));
+  EXPECT_TRUE(customField("0", "SdkVersion") == test::bytesOf("brine-quillmark-iOS-sdk-2.6.6"));
+  EXPECT_TRUE(customField("0", "SessionID") == test::bytesOf("00000000-0000-4000-8000-000000000001"));
 }
 
 TEST(ReservedCustomFields, HoldTextsForSymMethodCrashStyleAndDevice) {
@@ -44,7 +45,7 @@ TEST(ReservedCustomFields, HoldTextsForSymMethodCrashStyleAndDevice) {
 TEST(ReservedCustomFields, HoldTheUnityVersionAsBytes) {
   FakePlatform::install();
   openHandle({.unityVersion = "2019.4"});
-  EXPECT_TRUE(customField("0", "Unity") == test::bytes("2019.4"));
+  EXPECT_TRUE(customField("0", "Unity") == test::bytesOf("2019.4"));
 }
 
 TEST(ReservedCustomFields, HoldASessionOfTheHandlesOwn) {
@@ -56,7 +57,7 @@ TEST(ReservedCustomFields, HoldASessionOfTheHandlesOwn) {
 TEST(ReservedCustomFields, HoldAnEmptySessionWithoutAUuid) {
   FakePlatform::install().uuids.givesNone = true;
   openHandle();
-  EXPECT_TRUE(customField("0", "SessionID") == test::bytes(""));
+  EXPECT_TRUE(customField("0", "SessionID") == test::bytesOf(""));
 }
 
 TEST(ReservedCustomFields, HoldNoDeviceWhereItsIdIsEmpty) {

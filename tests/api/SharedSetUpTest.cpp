@@ -5,9 +5,12 @@
 
 #include <pxalog/Diagnostics.h>
 
+#include "api/handle/process_state.h"
 #include "support/handles.h"
 #include "support/lock_probe.h"
+#include "support/queued_events.h"
 #include "support/shared_state.h"
+#include "support/values.h"
 #include "transport/VeskHttpsDelegate.h"
 #include "transport/deduplication.h"
 
@@ -53,7 +56,7 @@ TEST(SharedSetUp, ReadsSavedEventsBack) {
   VeskBlockQueue earlier;
   earlier.enqueue(
       VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
-          kAppKey, kVersion, "vesk2-log", "ios-log", test::bytes("saved"), 1, "", Dictionary(), "0"));
+          kAppKey, kVersion, "vesk2-log", "ios-log", test::bytesOf("saved"), 1, "", Dictionary(), "0"));
   earlier.saveToFile();
   openHandle();
   const auto logs = test::takeLogs();

@@ -4,16 +4,22 @@
 #include <thread>
 #include <vector>
 
+#include "api/handle/process_state.h"
 #include "api/identifiers.h"
 #include "api/initialisation.h"
 #include "settings/settings_thread.h"
+#include "support/BackgroundCall.h"
 #include "support/handles.h"
 #include "support/lock_probe.h"
+#include "support/queued_events.h"
+#include "support/values.h"
+#include "support/wait.h"
 #include "transport/send_loop.h"
 
 namespace pxa {
 namespace {
 
+using test::BackgroundCall;
 using test::FakePlatform;
 using test::openHandle;
 using test::text;
@@ -125,7 +131,7 @@ TEST(SessionLog, IsQueuedForAnOrdinaryHandle) {
   EXPECT_EQ(text(events[0]->handleId()), "0");
   const Dictionary fields = events[0]->fields().dictionary();
   EXPECT_EQ(test::keysOf(fields), (std::vector<std::string>{"logLevel"}));
-  EXPECT_TRUE(fields.value("logLevel") == test::bytes("INFO"));
+  EXPECT_TRUE(fields.value("logLevel") == test::bytesOf("INFO"));
 }
 
 TEST(SessionLog, IsQueuedForEachOrdinaryHandle) {
@@ -142,7 +148,7 @@ TEST(SessionLog, ComesBehindSavedEvents) {
   VeskBlockQueue earlier;
   earlier.enqueue(
       VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
-          test::kAppKey, test::kVersion, "vesk2-log", "ios-log", test::bytes("saved"), 1, "", Dictionary(),
+          test::kAppKey, test::kVersion, "vesk2-log", "ios-log", test::bytesOf("saved"), 1, "", Dictionary(),
           "0"));
   earlier.saveToFile();
   openHandle();
@@ -288,7 +294,7 @@ FakePlatform& openHandles(int count) {
 
 TEST(WaitingHandles, MayBeTen) {
   openHandles(10);
-  EXPECT_TRUE(test::endsOnAnotherThread([] { EXPECT_EQ(gs_blockQueue()->queueSize_handler(), 10); }));
+  EXPECT_EQ(BackgroundCall([] { return gs_blockQueue()->queueSize_handler(); }).result(), 10);
 }
 
 TEST(WaitingHandles, LeaveTheEleventhOpenAndWithItsSessionLog) {
@@ -299,32 +305,30 @@ TEST(WaitingHandles, LeaveTheEleventhOpenAndWithItsSessionLog) {
 
 TEST(WaitingHandles, AreNeverTakenAfterTheEleventh) {
   openHandles(11);
-  const auto hasEnded = test::startOnOwnThread([] { static_cast<void>(gs_blockQueue()->dequeue_handler()); });
-  EXPECT_TRUE(test::staysFalse([&] { return hasEnded->load(); }));
+  EXPECT_TRUE(BackgroundCall([] { return gs_blockQueue()->dequeue_handler(); }).blocks());
 }
 
 TEST(WaitingHandles, AreNeverCountedAfterTheEleventh) {
   openHandles(11);
-  const auto hasEnded =
-      test::startOnOwnThread([] { static_cast<void>(gs_blockQueue()->queueSize_handler()); });
-  EXPECT_TRUE(test::staysFalse([&] { return hasEnded->load(); }));
+  EXPECT_TRUE(BackgroundCall([] { return gs_blockQueue()->queueSize_handler(); }).blocks());
 }
 
 TEST(WaitingHandles, LetLogsBeWrittenAfterTheEleventh) {
   openHandles(11);
   static_cast<void>(test::takeEvents());
-  EXPECT_TRUE(test::endsOnAnotherThread([] { PXALog::info_withMessage(nullptr, "log"); }));
+  EXPECT_TRUE(BackgroundCall([] { PXALog::info_withMessage(nullptr, "log"); }).returns());
   EXPECT_EQ(test::takeLogs().size(), 1U);
 }
 
 TEST(WaitingHandles, MakeTheTwelfthInitialisationAndEveryLogCallWaitForEver) {
   FakePlatform& p = openHandles(11);
   p.files.removeFile(PXALog::dataFilePath());
-  const auto hasOpened = test::startOnOwnThread([] { openHandle(); });
+  const BackgroundCall opening([] { return openHandle(); });
   // The device id is written under the global lock, which the initialisation then never leaves.
   ASSERT_TRUE(test::waitUntil([&] { return p.files.contentOf("RDM_iOS_DEVICE_ID").has_value(); }));
-  const auto hasLogged = test::startOnOwnThread([] { PXALog::info_withMessage(nullptr, "log"); });
-  EXPECT_TRUE(test::staysFalse([&] { return hasOpened->load() || hasLogged->load(); }));
+  const BackgroundCall logging([] { PXALog::info_withMessage(nullptr, "log"); });
+  EXPECT_TRUE(opening.blocks());
+  EXPECT_TRUE(logging.blocks());
 }
 
 }  // namespace

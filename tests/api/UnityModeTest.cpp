@@ -3,8 +3,11 @@
 #include <string>
 #include <vector>
 
+#include "api/handle/process_state.h"
 #include "support/handles.h"
 #include "support/lock_probe.h"
+#include "support/queued_events.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {
@@ -44,7 +47,7 @@ TEST(UnityMode, IsNeverLeft) {
   openHandle({.unityVersion = "2019.4"});
   EXPECT_TRUE(openHandle({.unityVersion = ""}));
   EXPECT_TRUE(processFlags().isUnityMode);
-  EXPECT_TRUE(customField("1", "Unity") == test::bytes(""));
+  EXPECT_TRUE(customField("1", "Unity") == test::bytesOf(""));
 }
 
 TEST(UnityMode, StaysSetByAnInitialisationThatIsRefusedForItsId) {

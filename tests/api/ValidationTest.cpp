@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "api/validation.h"
-#include "support/handles.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {

@@ -3,7 +3,8 @@
 #include <memory>
 
 #include "api/handle/VeskHandle.h"
-#include "support/handles.h"
+#include "support/FakePlatform.h"
+#include "support/values.h"
 #include "transport/VeskReachability.h"
 
 namespace pxa {
@@ -12,27 +13,56 @@ namespace {
 using test::FakePlatform;
 using test::text;
 
-TEST(VeskHandle, HasNoProjectAtFirst) {
+struct TextProperty {
+  const char* name;
+  const String& (VeskHandle::*get)() const;
+  void (VeskHandle::*set)(String);
+  const char* atFirst;
+};
+const TextProperty kTexts[] = {
+    {"projectName", &VeskHandle::projectName, &VeskHandle::setProjectName, "(nil)"},
+    {"projectVersion", &VeskHandle::projectVersion, &VeskHandle::setProjectVersion, "(nil)"},
+    {"collectorUrl", &VeskHandle::collectorUrl, &VeskHandle::setCollectorUrl, "(nil)"},
+    {"userId", &VeskHandle::userId, &VeskHandle::setUserId, "(nil)"},
+    {"logType", &VeskHandle::logType, &VeskHandle::setLogType, "vesk2-log"},
+    {"logSource", &VeskHandle::logSource, &VeskHandle::setLogSource, "ios-log"},
+    {"networkType", &VeskHandle::networkType, &VeskHandle::setNetworkType, "Wi-Fi"},
+};
+
+struct Switch {
+  const char* name;
+  bool (VeskHandle::*isOn)() const;
+  void (VeskHandle::*set)(bool);
+  bool atFirst;
+};
+const Switch kSwitches[] = {
+    {"isReachable", &VeskHandle::isReachable, &VeskHandle::setIsReachable, false},
+    {"isLog", &VeskHandle::isLog, &VeskHandle::setIsLog, true},
+    {"isSession", &VeskHandle::isSession, &VeskHandle::setIsSession, true},
+    {"isCrash", &VeskHandle::isCrash, &VeskHandle::setIsCrash, true},
+    {"isNetworkInsight", &VeskHandle::isNetworkInsight, &VeskHandle::setIsNetworkInsight, false},
+    {"isDeduplicate", &VeskHandle::isDeduplicate, &VeskHandle::setIsDeduplicate, true},
+    {"isSettings", &VeskHandle::isSettings, &VeskHandle::setIsSettings, false},
+};
+
+TEST(VeskHandle, HasTheLibrarysTextsAtFirst) {
   const VeskHandle handle;
-  EXPECT_TRUE(handle.projectName().isNil());
-  EXPECT_TRUE(handle.projectVersion().isNil());
+  for (const TextProperty& one : kTexts) EXPECT_EQ(text((handle.*one.get)()), one.atFirst) << one.name;
 }
 
-TEST(VeskHandle, HasNoCollectorAtFirst) {
+TEST(VeskHandle, HasTheLibrarysSwitchesAtFirst) {
   const VeskHandle handle;
-  EXPECT_TRUE(handle.collectorUrl().isNil());
+  for (const Switch& one : kSwitches) EXPECT_EQ((handle.*one.isOn)(), one.atFirst) << one.name;
+}
+
+TEST(VeskHandle, HasNoPortAndGoesByHttpsAtFirst) {
+  const VeskHandle handle;
   EXPECT_EQ(handle.collectorPort(), 0);
-  EXPECT_EQ(handle.protocol(), 0);
+  EXPECT_EQ(handle.protocol(), kHttpsProtocol);
 }
 
-TEST(VeskHandle, HasNoUserAtFirst) {
-  EXPECT_TRUE(VeskHandle().userId().isNil());
-}
-
-TEST(VeskHandle, HasTheLibrarysLogTypeAndLogSourceAtFirst) {
-  const VeskHandle handle;
-  EXPECT_EQ(text(handle.logType()), "vesk2-log");
-  EXPECT_EQ(text(handle.logSource()), "ios-log");
+TEST(VeskHandle, HasNoMonitorAtFirst) {
+  EXPECT_EQ(VeskHandle().reachability(), nullptr);
 }
 
 TEST(VeskHandle, HasAnEmptyDictionaryOfCustomFieldsAtFirst) {
@@ -47,59 +77,19 @@ TEST(VeskHandle, HasCustomFieldsOfItsOwn) {
   EXPECT_EQ(VeskHandle().customFields().size(), 0U);
 }
 
-TEST(VeskHandle, HasNoMonitorAndIsNotReachableAtFirst) {
-  const VeskHandle handle;
-  EXPECT_EQ(handle.reachability(), nullptr);
-  EXPECT_FALSE(handle.isReachable());
-}
-
-TEST(VeskHandle, IsOnWiFiAtFirst) {
-  EXPECT_EQ(text(VeskHandle().networkType()), "Wi-Fi");
-}
-
-TEST(VeskHandle, SendsLogsSessionsAndCrashesAtFirst) {
-  const VeskHandle handle;
-  EXPECT_TRUE(handle.isLog());
-  EXPECT_TRUE(handle.isSession());
-  EXPECT_TRUE(handle.isCrash());
-}
-
-TEST(VeskHandle, FoldsRepeatedLogsAtFirst) {
-  EXPECT_TRUE(VeskHandle().isDeduplicate());
-}
-
-TEST(VeskHandle, ProbesNothingAndHasNoSettingsAtFirst) {
-  const VeskHandle handle;
-  EXPECT_FALSE(handle.isNetworkInsight());
-  EXPECT_FALSE(handle.isSettings());
-}
-
-TEST(VeskHandle, KeepsTheTextsThatItIsGiven) {
+TEST(VeskHandle, KeepsItsTextsApart) {
   VeskHandle handle;
-  handle.setProjectName("name");
-  handle.setProjectVersion("version");
-  handle.setCollectorUrl("collector");
-  handle.setUserId("user");
-  handle.setLogType("type");
-  handle.setLogSource("source");
-  handle.setNetworkType("Cellular");
-  EXPECT_EQ(text(handle.projectName()), "name");
-  EXPECT_EQ(text(handle.projectVersion()), "version");
-  EXPECT_EQ(text(handle.collectorUrl()), "collector");
-  EXPECT_EQ(text(handle.userId()), "user");
-  EXPECT_EQ(text(handle.logType()), "type");
-  EXPECT_EQ(text(handle.logSource()), "source");
-  EXPECT_EQ(text(handle.networkType()), "Cellular");
+  for (const TextProperty& one : kTexts) (handle.*one.set)(one.name);
+  for (const TextProperty& one : kTexts) EXPECT_EQ(text((handle.*one.get)()), one.name);
 }
 
 TEST(VeskHandle, KeepsNilTexts) {
   VeskHandle handle;
-  handle.setLogType(nullptr);
-  handle.setLogSource(nullptr);
-  handle.setNetworkType(nullptr);
-  EXPECT_TRUE(handle.logType().isNil());
-  EXPECT_TRUE(handle.logSource().isNil());
-  EXPECT_TRUE(handle.networkType().isNil());
+  for (const TextProperty& one : kTexts) {
+    (handle.*one.set)(one.name);
+    (handle.*one.set)(nullptr);
+    EXPECT_TRUE((handle.*one.get)().isNil()) << one.name;
+  }
 }
 
 TEST(VeskHandle, KeepsNumbersOfSixtyFourBits) {
@@ -130,25 +120,11 @@ TEST(VeskHandle, OwnsTheMonitorThatItIsGiven) {
 }
 
 TEST(VeskHandle, KeepsItsSwitchesApart) {
-  struct Switch {
-    const char* name;
-    bool (VeskHandle::*isOn)() const;
-    void (VeskHandle::*set)(bool);
-  };
-  const Switch switches[] = {
-      {"isReachable", &VeskHandle::isReachable, &VeskHandle::setIsReachable},
-      {"isLog", &VeskHandle::isLog, &VeskHandle::setIsLog},
-      {"isSession", &VeskHandle::isSession, &VeskHandle::setIsSession},
-      {"isCrash", &VeskHandle::isCrash, &VeskHandle::setIsCrash},
-      {"isNetworkInsight", &VeskHandle::isNetworkInsight, &VeskHandle::setIsNetworkInsight},
-      {"isDeduplicate", &VeskHandle::isDeduplicate, &VeskHandle::setIsDeduplicate},
-      {"isSettings", &VeskHandle::isSettings, &VeskHandle::setIsSettings},
-  };
-  for (const Switch& changed : switches) {
+  for (const Switch& changed : kSwitches) {
     VeskHandle handle;
-    (handle.*changed.set)(!(handle.*changed.isOn)());
-    for (const Switch& other : switches) {
-      const bool differs = (handle.*other.isOn)() != (VeskHandle().*other.isOn)();
+    (handle.*changed.set)(!changed.atFirst);
+    for (const Switch& other : kSwitches) {
+      const bool differs = (handle.*other.isOn)() != other.atFirst;
       EXPECT_EQ(differs, &other == &changed) << changed.name << " and " << other.name;
     }
   }

@@ -16,6 +16,7 @@
 #include "platform/linux/LinuxNetworkInterfaces.h"
 #include "platform/linux/LinuxReachability.h"
 #include "platform/linux/NetworkChanges.h"
+#include "support/wait.h"
 
 /// Tests of what looks at the system's network, each in a network of its own that has nothing but a loopback
 /// interface, which is down at first.
@@ -97,8 +98,7 @@ TEST(NetworkChanges, AreToldOnce) {
     NetworkChanges changes;
     setLoopback(true);
     // The kernel tells of one change in several messages, some of them a little later.
-    while (changes.happened()) std::this_thread::yield();
-    SUCCEED();
+    EXPECT_TRUE(test::waitUntil([&] { return !changes.happened(); }));
   });
 }
 

@@ -26,10 +26,6 @@ VeskBlockQueue& newQueue() {
   return keptForGood<VeskBlockQueue>();
 }
 
-TEST(LogQueue, HoldsTwoThousandEvents) {
-  EXPECT_EQ(VeskBlockQueue::kMostEvents, kMost);
-}
-
 TEST(LogQueue, GivesTheVeryEventThatWasPutIn) {
   VeskBlockQueue queue;
   const VeskEventRef event = eventAt(1);

@@ -114,7 +114,7 @@ TEST(QueueStress, AccountsForEveryEventOfManyProducersAndConsumers) {
   const Diagnostics::Events events = Diagnostics::snapshot().events;
   EXPECT_EQ(events.entered, kProducers * kEach + kConsumers);
   EXPECT_EQ(events.gathered, static_cast<std::uint64_t>(sumOf(taken) + kConsumers));
-  EXPECT_EQ(events.waiting, test::takeAll(queue).size());
+  EXPECT_EQ(events.waiting, test::takeEvents(queue).size());
   EXPECT_EQ(events.gathered + events.waiting + events.dropped.queueFull, events.entered);
 }
 
@@ -218,7 +218,7 @@ TEST(QueueStress, AccountsForEveryEventWhileThreadsSaveAndReload) {
   const std::size_t logsInFile = timesInLogFile(fakes).value_or(test::Times()).size();
   const std::size_t failedInFile = timesInFailedFile(fakes).value_or(test::Times()).size();
   EXPECT_EQ(events.saved, logsInFile + failedInFile);
-  EXPECT_EQ(events.waiting, test::takeAll(queue).size());
+  EXPECT_EQ(events.waiting, test::takeEvents(queue).size());
   fakes.files.removeFile(VeskBlockQueue::fileFilePath());
   queue.saveToFile();
   EXPECT_EQ(events.failed, timesInFailedFile(fakes).value_or(test::Times()).size());

@@ -17,6 +17,8 @@
 #include "settings/insight_thread.h"
 #include "support/FakePlatform.h"
 #include "support/delivery.h"
+#include "support/lock_probe.h"
+#include "support/values.h"
 #include "support/wait.h"
 
 namespace pxa {
@@ -89,7 +91,7 @@ TEST(ProbeAddressWithoutAnAuthority, DoesNoHarm) {
 class InsightThread : public testing::Test {
  protected:
   void SetUp() override {
-    handle_ = test::openHandle("h", {.userId = "somebody"});
+    handle_ = test::openWithoutSessionLog("h", {.userId = "somebody"});
     ASSERT_NE(handle_, nullptr);
     handle_->setIsNetworkInsight(true);
     answerWithStatus(200);
@@ -144,8 +146,8 @@ TEST_F(InsightThread, GetsTheNormalisedAddressOnce) {
 TEST_F(InsightThread, BuildsAnEventOfTheHandle) {
   const VeskEventRef event = probe();
   ASSERT_NE(event, nullptr);
-  EXPECT_EQ(event->projectName(), Value("app"));
-  EXPECT_EQ(event->projectVersion(), Value("1.0"));
+  EXPECT_EQ(event->projectName(), Value(test::kAppKey));
+  EXPECT_EQ(event->projectVersion(), Value(test::kVersion));
   EXPECT_EQ(event->logSource(), Value("ios-log"));
   EXPECT_EQ(event->logType(), Value("NETWORKINSIGHTS"));
   EXPECT_EQ(event->body(), Value(bytesOf("NETWORKINSIGHTS LOG")));
@@ -271,7 +273,7 @@ TEST_F(InsightThread, DropsAJobWithoutAHandleId) {
 }
 
 TEST_F(InsightThread, DropsAJobOfAHandleWhoseProbesWereSwitchedOff) {
-  test::openHandle("off");
+  test::openWithoutSessionLog("off");
   enqueueJob("http://off.example", "off");
   ASSERT_NE(probe("http://good.example"), nullptr);
   EXPECT_THAT(p_.urlLoader.synchronousRequests(), SizeIs(1));
@@ -297,7 +299,7 @@ TEST_F(InsightThread, DropsAResultWhoseHandleIsGone) {
 TEST_F(InsightThread, AsksWithoutTheGlobalLock) {
   std::atomic<bool> wasFree = false;
   p_.urlLoader.setSynchronousAnswer([&wasFree](const UrlRequest&) {
-    wasFree = test::globalLockIsFree();
+    wasFree = test::isGlobalLockFree();
     return UrlAnswer{Error(), {200}, nullptr};
   });
   ASSERT_NE(probe(), nullptr);
@@ -316,7 +318,7 @@ TEST_F(InsightThread, SendsItsResultLikeALog) {
 
 TEST(InsightThreadAlone, EndsAfterTheProbeUnderWayWhenItIsCancelled) {
   test::FakePlatform& platform = test::FakePlatform::install();
-  test::openHandle("h")->setIsNetworkInsight(true);
+  test::openWithoutSessionLog("h")->setIsNetworkInsight(true);
   static std::shared_ptr<BackgroundThread> thread =
       std::make_shared<BackgroundThread>("test", [] { PXALog::performanceSendThread(nullptr); });
   platform.urlLoader.setSynchronousAnswer([](const UrlRequest&) {

@@ -5,7 +5,7 @@
 #include "api/handle/GlobalLock.h"
 #include "settings/NetworkInSight.h"
 #include "support/FakePlatform.h"
-#include "support/delivery.h"
+#include "support/lock_probe.h"
 
 namespace pxa {
 namespace {
@@ -103,7 +103,7 @@ TEST_F(NetworkInSightFile, GivesNilAndTellsTheConsoleOfAnExceptionWhileReading) 
 
 TEST_F(NetworkInSightFile, WritesItsConsoleLineAfterTheLocksAreLeft) {
   bool wasFree = false;
-  p_.log.setListener([&wasFree](const std::string&) { wasFree = test::globalLockIsFree(); });
+  p_.log.setListener([&wasFree](const std::string&) { wasFree = test::isGlobalLockFree(); });
   p_.files.throws = true;
   {
     const GlobalGuard guard;

@@ -53,7 +53,7 @@ Switches switchesOf(const VeskHandle& handle) {
 class RemoteSettings : public testing::Test {
  protected:
   void SetUp() override {
-    handle_ = test::openHandle("h");
+    handle_ = test::openWithoutSessionLog("h");
     ASSERT_NE(handle_, nullptr);
   }
 

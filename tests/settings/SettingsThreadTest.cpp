@@ -18,6 +18,7 @@
 #include "settings/settings_thread.h"
 #include "support/FakePlatform.h"
 #include "support/delivery.h"
+#include "support/lock_probe.h"
 #include "support/wait.h"
 
 namespace pxa {
@@ -56,7 +57,7 @@ class SettingsThread : public testing::Test {
  protected:
   void SetUp() override {
     Host::setSettingsService({"settings.example", "alternate.example", "special.example"});
-    handle_ = test::openHandle("h");
+    handle_ = test::openWithoutSessionLog("h");
     ASSERT_NE(handle_, nullptr);
     threads_ = p_.threads.startedNames().size();
   }
@@ -98,7 +99,7 @@ TEST_F(SettingsThread, AsksForTheProjectsSettingsOnce) {
   ASSERT_TRUE(runRound());
   const std::vector<UrlRequest> requests = p_.urlLoader.synchronousRequests();
   ASSERT_THAT(requests, SizeIs(1));
-  EXPECT_EQ(requests[0].url, "http://settings.example/v2/app/logsconf");
+  EXPECT_EQ(requests[0].url, "http://settings.example/v2/project/logsconf");
   EXPECT_EQ(requests[0].method, "GET");
   EXPECT_EQ(requests[0].body.size(), 0U);
   EXPECT_EQ(requests[0].timeoutSeconds, 10.0);
@@ -106,7 +107,7 @@ TEST_F(SettingsThread, AsksForTheProjectsSettingsOnce) {
 
 TEST_F(SettingsThread, AsksTheAlternateServiceForOneCollector) {
   const VeskHandleRef special =
-      test::openHandle("special", {.url = "https://special.example", .appKey = "s"});
+      test::openWithoutSessionLog("special", {.url = "https://special.example", .appKey = "s"});
   start();
   ASSERT_TRUE(waitForRound(*special));
   EXPECT_EQ(p_.urlLoader.synchronousRequests().back().url,
@@ -138,7 +139,7 @@ TEST_F(SettingsThread, ShowsInTheDiagnosticsThatSendingWaits) {
 TEST_F(SettingsThread, AsksWithoutTheGlobalLock) {
   std::atomic<bool> wasFree = false;
   p_.urlLoader.setSynchronousAnswer([&](const UrlRequest&) {
-    wasFree = test::globalLockIsFree();
+    wasFree = test::isGlobalLockFree();
     return answerWith(kAllOn);
   });
   ASSERT_TRUE(runRound());
@@ -289,7 +290,7 @@ TEST_F(SettingsThread, SendsEverythingWhenTheFileCannotBeRead) {
 
 TEST_F(SettingsThread, WritesItsConsoleLinesAfterTheLocksAreLeft) {
   std::atomic<bool> wasFree = false;
-  p_.log.setListener([&wasFree](const std::string&) { wasFree = test::globalLockIsFree(); });
+  p_.log.setListener([&wasFree](const std::string&) { wasFree = test::isGlobalLockFree(); });
   answerWithText(kOnlyCrashes);
   p_.files.throws = true;
   start();
@@ -308,7 +309,7 @@ TEST_F(SettingsThread, StartsTheSendThreadWhenTheSystemHasOneAgain) {
   p_.threads.hasThreads = false;
   ASSERT_TRUE(runRound());
   p_.threads.hasThreads = true;
-  const VeskHandleRef second = test::openHandle("second");
+  const VeskHandleRef second = test::openWithoutSessionLog("second");
   ASSERT_TRUE(waitForRound(*second));
   EXPECT_TRUE(test::waitUntil([&] { return p_.threads.startedNames().size() > threads_; }));
 }
@@ -316,19 +317,19 @@ TEST_F(SettingsThread, StartsTheSendThreadWhenTheSystemHasOneAgain) {
 // Several handles.
 
 TEST_F(SettingsThread, ServesHandlesInTheOrderInWhichTheyWereOpened) {
-  test::openHandle("second", {.appKey = "b"});
-  const VeskHandleRef third = test::openHandle("third", {.appKey = "a"});
+  test::openWithoutSessionLog("second", {.appKey = "b"});
+  const VeskHandleRef third = test::openWithoutSessionLog("third", {.appKey = "a"});
   start();
   ASSERT_TRUE(waitForRound(*third));
   std::vector<std::string> urls;
   for (const UrlRequest& request : p_.urlLoader.synchronousRequests()) urls.emplace_back(request.url.view());
   EXPECT_THAT(urls,
-              ElementsAre("http://settings.example/v2/app/logsconf", "http://settings.example/v2/b/logsconf",
-                          "http://settings.example/v2/a/logsconf"));
+              ElementsAre("http://settings.example/v2/project/logsconf",
+                          "http://settings.example/v2/b/logsconf", "http://settings.example/v2/a/logsconf"));
 }
 
 TEST_F(SettingsThread, GivesEachHandleItsOwnSettings) {
-  const VeskHandleRef second = test::openHandle("second", {.appKey = "b"});
+  const VeskHandleRef second = test::openWithoutSessionLog("second", {.appKey = "b"});
   p_.urlLoader.setSynchronousAnswer([](const UrlRequest& request) {
     const bool isSecond = request.url == "http://settings.example/v2/b/logsconf";
     return answerWith(isSecond ? kOnlyCrashes : kAllOn);
@@ -340,7 +341,7 @@ TEST_F(SettingsThread, GivesEachHandleItsOwnSettings) {
 }
 
 TEST_F(SettingsThread, KeepsTheLastAnswerOfAnyHandleInTheFile) {
-  const VeskHandleRef second = test::openHandle("second", {.appKey = "b"});
+  const VeskHandleRef second = test::openWithoutSessionLog("second", {.appKey = "b"});
   p_.urlLoader.setSynchronousAnswer([](const UrlRequest& request) {
     const bool isSecond = request.url == "http://settings.example/v2/b/logsconf";
     return answerWith(isSecond ? kOnlyCrashes : kAllOn);
@@ -353,13 +354,13 @@ TEST_F(SettingsThread, KeepsTheLastAnswerOfAnyHandleInTheFile) {
 TEST_F(SettingsThread, ServesAHandleThatIsOpenedLater) {
   answerWithText(kAllOn);
   ASSERT_TRUE(runRound());
-  const VeskHandleRef second = test::openHandle("second", {.appKey = "b"});
+  const VeskHandleRef second = test::openWithoutSessionLog("second", {.appKey = "b"});
   ASSERT_TRUE(waitForRound(*second));
   EXPECT_THAT(p_.urlLoader.synchronousRequests(), SizeIs(2));
 }
 
 TEST_F(SettingsThread, StartsOneSendThreadForAllHandles) {
-  const VeskHandleRef second = test::openHandle("second", {.appKey = "b"});
+  const VeskHandleRef second = test::openWithoutSessionLog("second", {.appKey = "b"});
   start();
   ASSERT_TRUE(waitForRound(*second));
   EXPECT_TRUE(test::waitUntil([&] { return p_.threads.startedNames().size() > threads_; }));
@@ -367,8 +368,8 @@ TEST_F(SettingsThread, StartsOneSendThreadForAllHandles) {
 }
 
 TEST_F(SettingsThread, DoesNotAskForKeepcell) {
-  test::openHandle("Keepcell", {.appKey = "k"});
-  const VeskHandleRef last = test::openHandle("last", {.appKey = "z"});
+  test::openWithoutSessionLog("Keepcell", {.appKey = "k"});
+  const VeskHandleRef last = test::openWithoutSessionLog("last", {.appKey = "z"});
   start();
   ASSERT_TRUE(waitForRound(*last));
   EXPECT_THAT(p_.urlLoader.synchronousRequests(), SizeIs(2));
@@ -391,7 +392,7 @@ TEST_F(SettingsThread, LeavesTheSendLoopHeldWhenItEndsAtAnIdWithoutAHandle) {
 
 TEST_F(SettingsThread, ServesNobodyBehindAnIdWithoutAHandle) {
   gs_blockQueue()->enqueue_handler("unknown");
-  const VeskHandleRef late = test::openHandle("late");
+  const VeskHandleRef late = test::openWithoutSessionLog("late");
   PXALog::performanceThread(nullptr);
   EXPECT_FALSE(late->isSettings());
   EXPECT_EQ(gs_blockQueue()->queueSize_handler(), 1);
@@ -400,7 +401,7 @@ TEST_F(SettingsThread, ServesNobodyBehindAnIdWithoutAHandle) {
 TEST_F(SettingsThread, LeavesTheLockWhenItEnds) {
   gs_blockQueue()->enqueue_handler("unknown");
   PXALog::performanceThread(nullptr);
-  EXPECT_TRUE(test::globalLockIsFree());
+  EXPECT_TRUE(test::isGlobalLockFree());
 }
 
 TEST_F(SettingsThread, EndsAfterTheRoundUnderWayWhenItIsCancelled) {
@@ -410,7 +411,7 @@ TEST_F(SettingsThread, EndsAfterTheRoundUnderWayWhenItIsCancelled) {
     thread->cancel();
     return answerWith(kAllOn);
   });
-  test::openHandle("second", {.appKey = "b"});
+  test::openWithoutSessionLog("second", {.appKey = "b"});
   p_.threads.runs = true;
   p_.clock.holdSleepers();
   const std::weak_ptr<BackgroundThread> watched = thread;
@@ -437,7 +438,7 @@ TEST(SettingsThreads, SendALogAfterTheHandlesSettingsCame) {
   platform.clock.holdSleepers();
   platform.threads.runs = true;
   platform.urlLoader.setSynchronousAnswer([](const UrlRequest&) { return answerWith(kAllOn); });
-  ASSERT_TRUE(PXALog::init_onPort_ofAppKey_withVersion("http://collector.example", 8080, "app", "1.0"));
+  ASSERT_TRUE(test::openHandle());
   PXALog::info_withMessage(nullptr, "message");
   ASSERT_TRUE(test::letOnePassHappen(platform));
   ASSERT_THAT(platform.urlLoader.started(), SizeIs(1));
@@ -449,7 +450,7 @@ TEST(SettingsThreads, HoldASessionBackThatTheSettingsSwitchOff) {
   platform.clock.holdSleepers();
   platform.threads.runs = true;
   platform.urlLoader.setSynchronousAnswer([](const UrlRequest&) { return answerWith(kOnlyCrashes); });
-  ASSERT_TRUE(PXALog::init_onPort_ofAppKey_withVersion("http://collector.example", 8080, "app", "1.0"));
+  ASSERT_TRUE(test::openHandle());
   ASSERT_TRUE(test::letOnePassHappen(platform));
   EXPECT_THAT(platform.urlLoader.started(), IsEmpty());
   EXPECT_EQ(Diagnostics::snapshot().events.dropped.sessionSwitch, 1U);

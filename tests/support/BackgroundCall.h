@@ -32,23 +32,29 @@ class BackgroundCall {
  public:
   template <class Function>
   explicit BackgroundCall(Function function) {
-    std::packaged_task<Result()> task(std::move(function));
+    std::packaged_task<Result()> task([function = std::move(function), state = state_]() mutable {
+      state->thread = ::syscall(SYS_gettid);
+      try {
+        return function();
+      } catch (...) {
+        state->hasThrown = true;
+        throw;
+      }
+    });
     result_ = task.get_future();
-    std::thread([task = std::move(task), thread = thread_]() mutable {
-      *thread = ::syscall(SYS_gettid);
-      task();
-    }).detach();
+    std::thread(std::move(task)).detach();
   }
 
-  [[nodiscard]] bool isDone() const { return result_.wait_for(std::chrono::seconds(0)) == kReady; }
-  /// Waits for the call to return; false when it did not in time.
-  [[nodiscard]] bool returns() const { return result_.wait_for(kPatience) == kReady; }
+  /// Whether the call has returned or thrown.
+  [[nodiscard]] bool isDone() const { return isDoneWithin(std::chrono::seconds(0)); }
+  /// Waits for the call to return; false when it did not in time, or threw.
+  [[nodiscard]] bool returns() const { return isDoneWithin(kPatience) && !state_->hasThrown; }
   /// Waits until the call sleeps and goes on sleeping; false when it returned, or did not sleep in time.
   [[nodiscard]] bool blocks() const {
     std::string before;
     int rounds = 0;
     waitUntil([&] {
-      const std::string now = sleepOf(*thread_);
+      const std::string now = sleepOf(state_->thread);
       rounds = !now.empty() && now == before ? rounds + 1 : 0;
       before = now;
       return isDone() || rounds == kSteadyRounds;
@@ -57,12 +63,17 @@ class BackgroundCall {
   }
   /// What the call gave; throws what it threw.
   Result result() {
-    if (!returns()) throw std::runtime_error("the call did not return");
+    if (!isDoneWithin(kPatience)) throw std::runtime_error("the call did not return");
     return result_.get();
   }
 
  private:
-  static constexpr auto kReady = std::future_status::ready;
+  /// What the call's thread tells of itself.
+  struct State {
+    std::atomic<long> thread = 0;
+    std::atomic<bool> hasThrown = false;
+  };
+
   /// Looks, a millisecond apart, at which a thread must be in one and the same sleep.
   static constexpr int kSteadyRounds = 10;
 
@@ -77,8 +88,12 @@ class BackgroundCall {
     return {};
   }
 
+  [[nodiscard]] bool isDoneWithin(std::chrono::seconds patience) const {
+    return result_.wait_for(patience) == std::future_status::ready;
+  }
+
+  std::shared_ptr<State> state_ = std::make_shared<State>();
   std::future<Result> result_;
-  std::shared_ptr<std::atomic<long>> thread_ = std::make_shared<std::atomic<long>>(0);
 };
 
 template <class Function>

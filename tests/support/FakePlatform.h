@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <map>
@@ -12,11 +11,9 @@
 #include <vector>
 
 #include "platform/Platform.h"
+#include "support/wait.h"
 
 namespace pxa::test {
-
-/// How long a test waits for an event that must come, before it fails.
-inline constexpr std::chrono::seconds kPatience{30};
 
 /// A clock that a test sets. Sleepers go on at once, or one sleep for each call of letOneSleepEnd.
 class FakeClock final : public Clock {

@@ -10,6 +10,7 @@
 
 #include "platform/Platform.h"
 #include "support/FakePlatform.h"
+#include "support/wait.h"
 
 namespace pxa::test {
 

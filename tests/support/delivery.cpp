@@ -1,8 +1,6 @@
 #include "support/delivery.h"
 
-#include <future>
 #include <memory>
-#include <thread>
 #include <utility>
 
 #include <pxalog/Array.h>
@@ -12,22 +10,16 @@
 #include "api/handle/handle_table.h"
 #include "api/handle/process_state.h"
 #include "queue/event_archive.h"
+#include "support/queued_events.h"
+#include "support/wait.h"
 #include "transport/send_loop.h"
 
 namespace pxa::test {
 
-Data bytesOf(std::string_view text) {
-  return Data(text);
-}
-
-VeskHandleRef openHandle(const char* handleId, const HandleSpec& spec) {
-  const bool isOpen = PXALog::
-      init_onPort_byProtocol_ofAppKey_withVersion_forUserId_enablePlcrashreporter_enableSyncStart_withUnityVersion_forHandleId(
-          spec.url, spec.port, spec.protocol, spec.appKey, "1.0", spec.userId, false, spec.enableSyncStart,
-          spec.unityVersion, handleId);
-  if (!isOpen) return nullptr;
-  while (gs_blockQueue()->dequeueIfAny() != nullptr) {
-  }
+VeskHandleRef openWithoutSessionLog(const String& handleId, HandleOptions with) {
+  with.handleId = handleId;
+  if (!openHandle(with)) return nullptr;
+  takeEvents();
   return PXALog::rdm_getHandler(handleId);
 }
 
@@ -45,6 +37,11 @@ bool letOnePassHappen(FakePlatform& platform) {
   return platform.clock.waitForSleeper();
 }
 
+bool letSendLoopSpin(FakePlatform& platform) {
+  const int yields = platform.threads.yields;
+  return waitUntil([&] { return platform.threads.yields > yields + 3; });
+}
+
 VeskEventRef makeEvent(const EventSpec& spec) {
   Dictionary fields;
   const std::pair<const char*, const Value&> entries[] = {
@@ -52,7 +49,7 @@ VeskEventRef makeEvent(const EventSpec& spec) {
   for (const auto& [key, value] : entries)
     if (!value.isNull()) fields.set(key, value);
   return VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
-      spec.projectName, "1.0", spec.logType, "source", spec.body, 1'500'000'000'123, "", fields,
+      spec.projectName, kVersion, spec.logType, "source", spec.body, 1'500'000'000'123, "", fields,
       spec.handleId);
 }
 
@@ -106,28 +103,11 @@ std::vector<std::string> textsOf(const FakePlatform& platform, std::size_t reque
 }
 
 std::deque<VeskEventRef> takeFailedEvents(FakePlatform& platform) {
-  platform.files.removeFile("/documents/fileVesk2SavedLog");
+  platform.files.removeFile(VeskBlockQueue::fileFilePath());
   gs_blockQueue()->saveToFile();
-  const std::optional<std::string> archive = platform.files.contentOf("fileVesk2SavedLog");
+  const std::optional<std::string> archive = platform.files.contentOf(kFailedFile);
   if (!archive) return {};
   return eventsOfArchive(Data(*archive), "fileArray").value_or(std::deque<VeskEventRef>());
-}
-
-std::vector<std::string> takeQueuedBodies() {
-  std::vector<std::string> bodies;
-  while (const VeskEventRef event = gs_blockQueue()->dequeueIfAny())
-    bodies.emplace_back(event->body().bytes());
-  return bodies;
-}
-
-bool globalLockIsFree() {
-  const auto taken = std::make_shared<std::promise<void>>();
-  std::future<void> isTaken = taken->get_future();
-  std::thread([taken] {
-    { const GlobalGuard guard; }
-    taken->set_value();
-  }).detach();
-  return isTaken.wait_for(kPatience) == std::future_status::ready;
 }
 
 }  // namespace pxa::test

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <deque>
 #include <functional>
 #include <string>
@@ -13,31 +12,22 @@
 #include "api/handle/VeskHandle.h"
 #include "event/VeskEvent.h"
 #include "support/FakePlatform.h"
+#include "support/handles.h"
+#include "support/values.h"
 
 // What tests of delivery have in common: handles, events and a look into requests.
 namespace pxa::test {
 
-/// The bytes of a text, as events hold texts.
-Data bytesOf(std::string_view text);
-
-/// What a test opens a handle with.
-struct HandleSpec {
-  const char* url = "http://collector.example";
-  std::int32_t port = 8080;
-  std::int32_t protocol = 1;
-  const char* appKey = "app";
-  const char* userId = nullptr;
-  const char* unityVersion = nullptr;
-  bool enableSyncStart = false;
-};
-
-/// Opens the handle and takes its session log out of the queue again. No thread runs for it.
-VeskHandleRef openHandle(const char* handleId, const HandleSpec& spec = {});
+/// Opens the handle under the id and takes its session log out of the queue again; nullptr when it is refused.
+/// No thread runs for it.
+VeskHandleRef openWithoutSessionLog(const String& handleId, HandleOptions with = {});
 
 /// Runs the send thread; from now on it stops at each of its sleeps.
 void startSendLoop(FakePlatform& platform);
 /// Lets the send thread make one pass; false when it does not come to its next sleep in time.
 bool letOnePassHappen(FakePlatform& platform);
+/// Waits until the send thread, while it is held, has looked a few times more whether it still is.
+bool letSendLoopSpin(FakePlatform& platform);
 
 /// What a test makes an event of; null values stay out.
 struct EventSpec {
@@ -47,7 +37,7 @@ struct EventSpec {
   Value errorRate = {};
   Value logType = "type";
   Value handleId = "h";
-  Value projectName = "app";
+  Value projectName = kAppKey;
 };
 VeskEventRef makeEvent(const EventSpec& spec = {});
 /// The same, at the tail of the log queue.
@@ -66,10 +56,5 @@ std::vector<std::string> textsOf(const FakePlatform& platform, std::size_t reque
 
 /// What lies in the queue of failed events; empties that queue and the log queue.
 std::deque<VeskEventRef> takeFailedEvents(FakePlatform& platform);
-/// Bodies of what lies in the log queue; empties it.
-std::vector<std::string> takeQueuedBodies();
-
-/// Whether another thread can take the global lock now.
-bool globalLockIsFree();
 
 }  // namespace pxa::test

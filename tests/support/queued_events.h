@@ -6,14 +6,17 @@
 #include <numeric>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <pxalog/Array.h>
 #include <pxalog/Dictionary.h>
 
+#include "api/handle/process_state.h"
 #include "platform/Platform.h"
 #include "queue/VeskBlockQueue.h"
 #include "support/FakePlatform.h"
+#include "support/values.h"
 
 namespace pxa::test {
 
@@ -46,11 +49,30 @@ inline void enqueueAllAsFailed(VeskBlockQueue& queue, const Times& times) {
   for (const std::int64_t time : times) queue.enqueueFile(eventAt(time));
 }
 
-/// Takes every event out of the log queue, oldest first.
-inline std::vector<VeskEventRef> takeAll(VeskBlockQueue& queue) {
+/// Takes every event out of a log queue, oldest first.
+inline std::vector<VeskEventRef> takeEvents(VeskBlockQueue& queue) {
   std::vector<VeskEventRef> events;
   while (VeskEventRef event = queue.dequeueIfAny()) events.push_back(std::move(event));
   return events;
+}
+
+/// The same for the queue of the process; none before there is one.
+inline std::vector<VeskEventRef> takeEvents() {
+  const auto queue = gs_blockQueue();
+  return queue == nullptr ? std::vector<VeskEventRef>() : takeEvents(*queue);
+}
+
+/// Takes the events out of the queue of the process and returns those that are no session logs.
+inline std::vector<VeskEventRef> takeLogs() {
+  std::vector<VeskEventRef> logs = takeEvents();
+  std::erase_if(logs, [](const VeskEventRef& event) { return text(event->logType()) == "SESSION"; });
+  return logs;
+}
+
+inline std::vector<std::string> bodiesOf(const std::vector<VeskEventRef>& events) {
+  std::vector<std::string> bodies;
+  for (const VeskEventRef& event : events) bodies.push_back(text(event->body()));
+  return bodies;
 }
 
 inline Times timesOf(const std::vector<VeskEventRef>& events) {
@@ -60,7 +82,7 @@ inline Times timesOf(const std::vector<VeskEventRef>& events) {
 }
 
 inline Times takeTimes(VeskBlockQueue& queue) {
-  return timesOf(takeAll(queue));
+  return timesOf(takeEvents(queue));
 }
 
 /// The send times of the events that a file holds under its one key; nothing when it holds no such archive.

@@ -5,9 +5,10 @@
 
 #include <pxalog/Diagnostics.h>
 
-#include "support/FakePlatform.h"
-
 namespace pxa::test {
+
+/// How long a test waits for an event that must come, before it fails.
+inline constexpr std::chrono::seconds kPatience{30};
 
 /// Waits until the condition holds and returns whether it did in time.
 template <class Condition>

@@ -18,6 +18,9 @@
 #include "api/handle/process_state.h"
 #include "support/FakePlatform.h"
 #include "support/delivery.h"
+#include "support/lock_probe.h"
+#include "support/queued_events.h"
+#include "support/values.h"
 #include "support/wait.h"
 #include "transport/VeskHttpsDelegate.h"
 
@@ -50,16 +53,16 @@ class Challenge final : public AuthenticationChallenge {
 };
 
 constexpr const char* kTwoEvents =
-    R"([{"projectName":"app","projectVersion":"1.0","logType":"type","logSource":"source","host":"192.0.2.1",)"
+    R"([{"projectName":"project","projectVersion":"1.0.3","logType":"type","logSource":"source","host":"192.0.2.1",)"
     R"("body":"first","sendTime":"1500000000123","logLevel":"INFO","errorRate":"2","rdmBulkIndex":"0"},)"
-    R"({"projectName":"app","body":"second","sendTime":"-5","mine":"custom"}])";
+    R"({"projectName":"project","body":"second","sendTime":"-5","mine":"custom"}])";
 constexpr const char* kTwoCrashes = R"([{"body":"a","DmpData":"x"},{"body":"b","DmpData":""},{"body":"c"}])";
 
 /// A delegate with a request of handle "sender" in flight, in a process with a queue.
 class HttpsDelegate : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_NE(test::openHandle("h"), nullptr);
+    ASSERT_NE(test::openWithoutSessionLog("h"), nullptr);
     delegate_.setHandleId("sender");
     delegate_.setShouldStopRunloop(true);
     delegate_.setLog(kTwoEvents);
@@ -247,8 +250,8 @@ TEST_F(HttpsDelegate, RebuildsTheRecordOfAnEvent) {
   answer(500);
   const std::deque<VeskEventRef> events = test::takeFailedEvents(p_);
   ASSERT_THAT(events, SizeIs(2));
-  EXPECT_EQ(events[0]->projectName(), Value("app"));
-  EXPECT_EQ(events[0]->projectVersion(), Value("1.0"));
+  EXPECT_EQ(events[0]->projectName(), Value(test::kAppKey));
+  EXPECT_EQ(events[0]->projectVersion(), Value(test::kVersion));
   EXPECT_EQ(events[0]->logType(), Value("type"));
   EXPECT_EQ(events[0]->logSource(), Value("source"));
   EXPECT_EQ(events[0]->host(), Value("192.0.2.1"));
@@ -294,7 +297,7 @@ TEST_F(HttpsDelegate, KeepsTheOrderOfTheBody) {
 }
 
 TEST_F(HttpsDelegate, RebuildsWhatTheCollectorRequestSent) {
-  const VeskHandleRef handle = test::openHandle("full", {.appKey = "fullApp"});
+  const VeskHandleRef handle = test::openWithoutSessionLog("full", {.appKey = "fullApp"});
   PXALog::setCustomField_forKey_forHandleId("grüße \"quoted\"\n", "mine", "full");
   PXALog::warn_withMessage_atLocation_forHandleId("17", "line\twith ünïcode", nullptr, "full");
   test::startSendLoop(p_);
@@ -312,7 +315,7 @@ TEST_F(HttpsDelegate, RebuildsWhatTheCollectorRequestSent) {
 
 TEST_F(HttpsDelegate, PutsNothingIntoTheLogQueue) {
   answer(500);
-  EXPECT_THAT(test::takeQueuedBodies(), IsEmpty());
+  EXPECT_THAT(test::bodiesOf(test::takeEvents()), IsEmpty());
 }
 
 // Bodies that cannot be read.
@@ -465,7 +468,7 @@ TEST_F(HttpsDelegate, SurvivesAUnityHostThatThrows) {
       [](const char*, const char*, const char*) { throw std::runtime_error("no engine"); });
   delegate_.setLog(kTwoCrashes);
   EXPECT_NO_THROW(answer(500));
-  EXPECT_TRUE(test::globalLockIsFree());
+  EXPECT_TRUE(test::isGlobalLockFree());
   EXPECT_EQ(connection_.stops, 1);
   EXPECT_THAT(failedBodies(), ElementsAre("a", "b", "c"));
 }
@@ -477,12 +480,12 @@ TEST_F(HttpsDelegate, LetsTheUnityHostLog) {
   });
   delegate_.setLog(kTwoCrashes);
   answer(200);
-  EXPECT_THAT(test::takeQueuedBodies(), ElementsAre("from the engine"));
+  EXPECT_THAT(test::bodiesOf(test::takeEvents()), ElementsAre("from the engine"));
 }
 
 TEST_F(HttpsDelegate, WritesItsConsoleLineAfterTheLocksAreLeft) {
   bool wasFree = false;
-  p_.log.setListener([&wasFree](const std::string&) { wasFree = test::globalLockIsFree(); });
+  p_.log.setListener([&wasFree](const std::string&) { wasFree = test::isGlobalLockFree(); });
   {
     const GlobalGuard guard;
     answer(200);
@@ -496,7 +499,7 @@ TEST_F(HttpsDelegate, WritesItsConsoleLineToASinkThatMayLog) {
     PXALog::info_withMessage_atLocation_forHandleId(nullptr, "from the sink", nullptr, "h");
   });
   answer(200);
-  EXPECT_THAT(test::takeQueuedBodies(), ElementsAre("from the sink"));
+  EXPECT_THAT(test::bodiesOf(test::takeEvents()), ElementsAre("from the sink"));
 }
 
 // saveToFile alone.

@@ -10,6 +10,8 @@
 #include "api/handle/GlobalLock.h"
 #include "api/handle/process_state.h"
 #include "support/delivery.h"
+#include "support/lock_probe.h"
+#include "support/values.h"
 #include "support/wait.h"
 #include "transport/deduplication.h"
 #include "transport/send_gate.h"
@@ -316,7 +318,7 @@ TEST_F(SendGate, StoresNothingOfACrashWithoutUnity) {
 TEST_F(SendGate, LeavesTheGlobalLockAfterAUnityCrash) {
   setUnityMode();
   passes(kCrash);
-  EXPECT_TRUE(test::globalLockIsFree());
+  EXPECT_TRUE(test::isGlobalLockFree());
 }
 
 TEST_F(SendGate, CountsEqualUnityCrashes) {

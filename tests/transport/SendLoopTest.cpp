@@ -1,10 +1,12 @@
 #include <atomic>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <pxalog/Diagnostics.h>
@@ -16,8 +18,10 @@
 #include "api/handle/process_state.h"
 #include "event/event_json.h"
 #include "platform/BackgroundThread.h"
+#include "support/BackgroundCall.h"
 #include "support/FakePlatform.h"
 #include "support/delivery.h"
+#include "support/values.h"
 #include "support/wait.h"
 #include "transport/BulkEventLists.h"
 #include "transport/send_loop.h"
@@ -25,12 +29,13 @@
 namespace pxa {
 namespace {
 
+using test::BackgroundCall;
 using test::bytesOf;
 using test::enqueueEvent;
 using test::fieldOf;
 using test::letOnePassHappen;
 using test::makeEvent;
-using test::openHandle;
+using test::openWithoutSessionLog;
 using test::startSendLoop;
 using test::textsOf;
 using testing::ElementsAre;
@@ -41,11 +46,11 @@ using Texts = std::vector<std::string>;
 
 constexpr std::size_t kMostBytesOfAPass = 2'097'152;
 
-/// A process with one open handle, "h" of project "app", and a send thread that stops at its sleeps.
+/// A process with one open handle, "h" of project "project", and a send thread that stops at its sleeps.
 class SendLoop : public testing::Test {
  protected:
   void SetUp() override {
-    handle_ = openHandle("h");
+    handle_ = openWithoutSessionLog("h");
     ASSERT_NE(handle_, nullptr);
     handle_->setIsDeduplicate(false);
     before_ = Diagnostics::snapshot();
@@ -58,11 +63,7 @@ class SendLoop : public testing::Test {
   std::uint64_t dropped(std::uint64_t Diagnostics::DroppedEvents::*reason) const {
     return Diagnostics::snapshot().events.dropped.*reason - before_.events.dropped.*reason;
   }
-  /// Waits until the loop has looked at its flags a few times more.
-  bool letTheLoopSpin() {
-    const int yields = p_.threads.yields;
-    return test::waitUntil([&] { return p_.threads.yields > yields + 3; });
-  }
+  bool letTheLoopSpin() { return test::letSendLoopSpin(p_); }
   void setSettingsPending(bool isPending) {
     const GlobalGuard guard;
     processFlags().isSettingsPending = isPending;
@@ -77,6 +78,16 @@ class SendLoop : public testing::Test {
     return event;
   }
   void enqueue(const VeskEventRef& event) { gs_blockQueue()->enqueue(event); }
+  /// Queues an event that does the work once, when the loop measures it: after the event's handle was looked up,
+  /// before the event is completed.
+  void enqueueThatDoes(std::function<void()> work, const char* body = "message") {
+    const VeskEventRef event = makeEvent({.body = bytesOf(body)});
+    event->fields().dictionary().set("probe",
+                                     test::jsonProbe([work = std::move(work), isFirst = true]() mutable {
+                                       if (std::exchange(isFirst, false)) work();
+                                     }));
+    enqueue(event);
+  }
 
   test::FakePlatform& p_ = test::FakePlatform::install();
   VeskHandleRef handle_;
@@ -115,7 +126,7 @@ TEST_F(SendLoop, SendsALogCall) {
 }
 
 TEST_F(SendLoop, SendsOneRequestForEachProject) {
-  openHandle("other", {.appKey = "otherApp"})->setIsDeduplicate(false);
+  openWithoutSessionLog("other", {.appKey = "otherApp"})->setIsDeduplicate(false);
   startSendLoop(p_);
   enqueueEvent({.body = bytesOf("a")});
   enqueueEvent({.body = bytesOf("b"), .handleId = "other", .projectName = "otherApp"});
@@ -128,13 +139,7 @@ TEST_F(SendLoop, SendsOneRequestForEachProject) {
 
 TEST_F(SendLoop, LeavesEventsThatComeDuringAPassForTheNext) {
   startSendLoop(p_);
-  const VeskEventRef event = makeEvent({.body = bytesOf("first")});
-  bool isFirst = true;
-  event->fields().dictionary().set("probe", test::jsonProbe([&] {
-                                     if (std::exchange(isFirst, false))
-                                       enqueueEvent({.body = bytesOf("late")});
-                                   }));
-  enqueue(event);
+  enqueueThatDoes([] { enqueueEvent({.body = bytesOf("late")}); }, "first");
   ASSERT_TRUE(letOnePassHappen());
   EXPECT_THAT(bodiesOf(0), ElementsAre("first"));
   ASSERT_TRUE(letOnePassHappen());
@@ -153,7 +158,7 @@ TEST_F(SendLoop, SendsNothingWhileTheQueueIsEmpty) {
 // Holding.
 
 TEST_F(SendLoop, SpinsWithoutSleepingWhileASynchronousStartHoldsSending) {
-  openHandle("held", {.enableSyncStart = true});
+  openWithoutSessionLog("held", {.isSyncStart = true});
   startSendLoop(p_);
   enqueueEvent();
   ASSERT_TRUE(letTheLoopSpin());
@@ -162,7 +167,7 @@ TEST_F(SendLoop, SpinsWithoutSleepingWhileASynchronousStartHoldsSending) {
 }
 
 TEST_F(SendLoop, SendsOnceStartSendThreadIsCalled) {
-  openHandle("held", {.enableSyncStart = true});
+  openWithoutSessionLog("held", {.isSyncStart = true});
   startSendLoop(p_);
   enqueueEvent();
   ASSERT_TRUE(letTheLoopSpin());
@@ -191,7 +196,7 @@ TEST_F(SendLoop, SendsOnceSettingsArePendingNoMore) {
 }
 
 TEST_F(SendLoop, StaysHeldByEitherFlagAlone) {
-  openHandle("held", {.enableSyncStart = true});
+  openWithoutSessionLog("held", {.isSyncStart = true});
   setSettingsPending(true);
   startSendLoop(p_);
   PXALog::startSendThread();
@@ -217,7 +222,7 @@ TEST_F(SendLoop, KeepsEventsQueuedWhenASynchronousStartBeganWhileItWaitedForWork
   startSendLoop(p_);
   ASSERT_TRUE(p_.clock.waitForSleeper());
   p_.clock.letOneSleepEnd();
-  openHandle("held", {.appKey = "heldApp", .enableSyncStart = true});
+  openWithoutSessionLog("held", {.appKey = "heldApp", .isSyncStart = true});
   enqueueEvent();
   ASSERT_TRUE(letTheLoopSpin());
   EXPECT_EQ(requestCount(), 0U);
@@ -230,12 +235,10 @@ TEST_F(SendLoop, LetsOthersTakeTheGlobalLockWhileItSpins) {
   setSettingsPending(true);
   startSendLoop(p_);
   ASSERT_TRUE(letTheLoopSpin());
-  std::atomic<bool> isDone = false;
-  std::thread([&isDone] {
+  const BackgroundCall taking([] {
     for (int turn = 0; turn < 1000; ++turn) const GlobalGuard guard;
-    isDone = true;
-  }).detach();
-  EXPECT_TRUE(test::waitUntil([&] { return isDone.load(); }));
+  });
+  EXPECT_TRUE(taking.returns());
 }
 
 // What happens to one event.
@@ -387,7 +390,7 @@ class SendLoopGate : public SendLoop, public testing::WithParamInterface<GateCas
 TEST_P(SendLoopGate, DropsWhatTheGateRefusesAndCountsTheReason) {
   handle_->setIsDeduplicate(true);
   ((*handle_).*(GetParam().switchOff))(false);
-  openHandle("open", {.appKey = "openApp"});
+  openWithoutSessionLog("open", {.appKey = "openApp"});
   startSendLoop(p_);
   enqueueEvent(GetParam().event);
   enqueueEvent({.handleId = "open", .projectName = "openApp"});
@@ -432,7 +435,7 @@ TEST_F(SendLoop, HonoursASwitchThatChangesBetweenTwoPasses) {
 // Unity crashes.
 
 TEST_F(SendLoop, LetsANewSessionTravelWithAUnityCrash) {
-  openHandle("unity", {.appKey = "unityApp", .unityVersion = "2019.1"});
+  openWithoutSessionLog("unity", {.appKey = "unityApp", .unityVersion = "2019.1"});
   startSendLoop(p_);
   enqueueEvent({.body = bytesOf("crash"),
                 .dump = bytesOf("dump"),
@@ -453,7 +456,7 @@ TEST_F(SendLoop, StartsNoNewSessionForACrashWithoutUnity) {
 }
 
 TEST_F(SendLoop, StartsNoNewSessionForAUnityLog) {
-  openHandle("unity", {.appKey = "unityApp", .unityVersion = "2019.1"});
+  openWithoutSessionLog("unity", {.appKey = "unityApp", .unityVersion = "2019.1"});
   startSendLoop(p_);
   enqueueEvent({.handleId = "unity", .projectName = "unityApp"});
   ASSERT_TRUE(letOnePassHappen());
@@ -461,7 +464,8 @@ TEST_F(SendLoop, StartsNoNewSessionForAUnityLog) {
 }
 
 TEST_F(SendLoop, StartsNoNewSessionForARefusedUnityCrash) {
-  const VeskHandleRef unity = openHandle("unity", {.appKey = "unityApp", .unityVersion = "2019.1"});
+  const VeskHandleRef unity =
+      openWithoutSessionLog("unity", {.appKey = "unityApp", .unityVersion = "2019.1"});
   unity->setIsCrash(false);
   startSendLoop(p_);
   enqueueEvent({.dump = bytesOf("dump"), .handleId = "unity", .projectName = "unityApp"});
@@ -574,9 +578,7 @@ TEST_F(SendLoop, SendsAFullQueueInOnePass) {
 
 TEST_F(SendLoop, StopsTakingWhenASaveEmptiesTheQueueDuringAPass) {
   startSendLoop(p_);
-  const VeskEventRef event = makeEvent({.body = bytesOf("taken")});
-  event->fields().dictionary().set("probe", test::jsonProbe([] { gs_blockQueue()->saveToFile(); }));
-  enqueue(event);
+  enqueueThatDoes([] { gs_blockQueue()->saveToFile(); }, "taken");
   enqueueEvent({.body = bytesOf("saved")});
   ASSERT_TRUE(letOnePassHappen());
   EXPECT_THAT(bodiesOf(0), ElementsAre("taken"));
@@ -584,17 +586,12 @@ TEST_F(SendLoop, StopsTakingWhenASaveEmptiesTheQueueDuringAPass) {
 
 TEST_F(SendLoop, HangsNoLogCallWhenASaveEmptiesTheQueueDuringAPass) {
   startSendLoop(p_);
-  const VeskEventRef event = makeEvent({.body = bytesOf("taken")});
-  event->fields().dictionary().set("probe", test::jsonProbe([] { gs_blockQueue()->saveToFile(); }));
-  enqueue(event);
+  enqueueThatDoes([] { gs_blockQueue()->saveToFile(); }, "taken");
   enqueueEvent({.body = bytesOf("saved")});
   ASSERT_TRUE(letOnePassHappen());
-  std::atomic<bool> isLogged = false;
-  std::thread([&isLogged] {
-    PXALog::info_withMessage_atLocation_forHandleId(nullptr, "later", nullptr, "h");
-    isLogged = true;
-  }).detach();
-  ASSERT_TRUE(test::waitUntil([&] { return isLogged.load(); }));
+  const BackgroundCall logging(
+      [] { PXALog::info_withMessage_atLocation_forHandleId(nullptr, "later", nullptr, "h"); });
+  ASSERT_TRUE(logging.returns());
   ASSERT_TRUE(letOnePassHappen());
   EXPECT_THAT(bodiesOf(1), ElementsAre("later"));
 }
@@ -626,16 +623,8 @@ TEST_F(SendLoop, LosesNothingWhenEventsAreSavedAndReadBackAllTheTime) {
 TEST_F(SendLoop, GivesUpAndCountsWhatItGatheredWhenARefusedInitialisationReplacesTheList) {
   startSendLoop(p_);
   enqueueEvent({.body = bytesOf("gathered")});
-  const VeskEventRef event = makeEvent({.body = bytesOf("after")});
-  bool isFirst = true;
   bool isOpen = true;
-  event->fields().dictionary().set("probe", test::jsonProbe([&] {
-                                     if (std::exchange(isFirst, false))
-                                       isOpen =
-                                           PXALog::init_onPort_ofAppKey_withVersion_forUserId_forHandleId(
-                                               "http://collector.example", 8080, "app", "1.0", nullptr, "h");
-                                   }));
-  enqueue(event);
+  enqueueThatDoes([&] { isOpen = test::openHandle({.handleId = "h"}); }, "after");
   ASSERT_TRUE(letOnePassHappen());
   EXPECT_FALSE(isOpen);
   EXPECT_THAT(bodiesOf(0), ElementsAre("after"));
@@ -646,12 +635,7 @@ TEST_F(SendLoop, GivesUpAndCountsWhatItGatheredWhenAnotherHandleOfTheProjectIsOp
   startSendLoop(p_);
   enqueueEvent({.body = bytesOf("gathered")});
   enqueueEvent({.body = bytesOf("gathered too")});
-  const VeskEventRef event = makeEvent({.body = bytesOf("after")});
-  bool isFirst = true;
-  event->fields().dictionary().set("probe", test::jsonProbe([&] {
-                                     if (std::exchange(isFirst, false)) openHandle("second");
-                                   }));
-  enqueue(event);
+  enqueueThatDoes([] { openWithoutSessionLog("second"); }, "after");
   ASSERT_TRUE(letOnePassHappen());
   EXPECT_THAT(bodiesOf(0), ElementsAre("after"));
   EXPECT_EQ(dropped(&Diagnostics::DroppedEvents::listReplaced), 2U);
@@ -660,36 +644,15 @@ TEST_F(SendLoop, GivesUpAndCountsWhatItGatheredWhenAnotherHandleOfTheProjectIsOp
 // How it ends.
 
 TEST_F(SendLoop, EndsForGoodWhenAnEventsCommonFieldsCannotBeFilled) {
-  static std::atomic<bool> hasEnded = false;
-  std::thread([] {
-    PXALog::logSendThread(nullptr);
-    hasEnded = true;
-  }).detach();
-  // The handle goes and comes back, until the loop sees it and then misses it.
-  const bool ended = test::waitUntil([&] {
-    for (int event = 0; event < 20; ++event) enqueueEvent();
-    for (int turn = 0; turn < 2000 && !hasEnded; ++turn) {
-      {
-        const GlobalGuard guard;
-        resetHandleTable();
-      }
-      globalLock().letOthersIn();
-      {
-        const GlobalGuard guard;
-        PXALog::rdm_setHandler("h");
-      }
-      globalLock().letOthersIn();
-    }
-    return hasEnded.load();
+  const BackgroundCall loop([] { PXALog::logSendThread(nullptr); });
+  enqueueThatDoes([] {
+    const GlobalGuard guard;
+    resetHandleTable();
   });
-  ASSERT_TRUE(ended);
-  while (gs_blockQueue()->dequeueIfAny() != nullptr) {
-  }
+  ASSERT_TRUE(loop.returns());
   enqueueEvent();
-  const std::size_t requests = requestCount();
-  const GlobalGuard guard;
   EXPECT_EQ(gs_blockQueue()->queueSize(), 1);
-  EXPECT_EQ(requestCount(), requests);
+  EXPECT_EQ(requestCount(), 0U);
 }
 
 TEST_F(SendLoop, EndsAfterThePassUnderWayWhenItIsCancelled) {

@@ -5,6 +5,7 @@
 #include "api/handle/GlobalLock.h"
 #include "support/FakePlatform.h"
 #include "support/delivery.h"
+#include "support/values.h"
 #include "transport/deduplication.h"
 #include "transport/session_regeneration.h"
 
@@ -56,8 +57,8 @@ TEST_F(SessionRegeneration, GivesTheHandleANewSessionAsBytes) {
 TEST_F(SessionRegeneration, AppendsASessionEventOfTheCrashsProject) {
   const VeskEventRef event = regenerate();
   ASSERT_NE(event, nullptr);
-  EXPECT_EQ(event->projectName(), Value("app"));
-  EXPECT_EQ(event->projectVersion(), Value("1.0"));
+  EXPECT_EQ(event->projectName(), Value(test::kAppKey));
+  EXPECT_EQ(event->projectVersion(), Value(test::kVersion));
   EXPECT_EQ(event->logType(), Value("SESSION"));
   EXPECT_EQ(event->logSource(), Value("source"));
   EXPECT_EQ(event->body(), Value(bytesOf("SESSION")));
