@@ -1,5 +1,6 @@
-// // What one log call costs its caller while the send loop drains the queue. The loop takes at most 2000 events a second:
-// nearly every call finds the queue full and also pays for the oldest event, which the counter "overrun" shows.
+// // What one log call costs its caller while the send loop drains the queue. The loop takes at most 2000
+// events a second: nearly every call finds the queue full and also pays for the oldest event, which the
+// counter "overrun" shows.
 
 #include <benchmark/benchmark.h>
 #include <cstdint>

@@ -23,22 +23,23 @@ namespace PXALog {
 
 // Opening a handle. Parameters of all forms:
 //
-//   url                    collector address with its scheme: "https://logs.example.com". What stands behind "://" is
-//                          used literally, so that a path or a port in it gives a broken address; the last transport
-//                          error in the diagnostics shows it.
+//   url                    collector address with its scheme: "https://logs.example.com". What stands behind
+//                          "://" is used literally, so that a path or a port in it gives a broken address;
+//                          the last transport error in the diagnostics shows it.
 //   port                   TCP port; the forms without one take 443 for https and 80 for http.
-//   protocol               0 for HTTPS, 1 for HTTP; the forms without one take HTTP for port 80 and HTTPS otherwise,
-//                          whatever the scheme of the url.
+//   protocol               0 for HTTPS, 1 for HTTP; the forms without one take HTTP for port 80 and HTTPS
+//                          otherwise, whatever the scheme of the url.
 //   appKey                 the project: letters, digits, "-" and "_", beginning with a letter or digit.
 //   version                the application's version: the same and ".", beginning with a letter or digit.
 //   userId                 nil for no user.
 //   handleId               nil for the next number as text: "0", "1", ...
-//   enablePlcrashreporter  whether crashes are reported; the first handle that is not "Keepcell" decides for all.
-//                          The forms without it say yes.
-//   enableSyncStart        true holds all sending until startSendThread. Every initialisation sets this anew for the
-//                          whole process, even one that is refused after its parameters were found valid.
-//   unityVersion           version of the Unity engine, nil without one. Once one was given, every later handle needs
-//                          one.
+//   enablePlcrashreporter  whether crashes are reported; the first handle that is not "Keepcell" decides for
+//                          all. The forms without it say yes.
+//   enableSyncStart        true holds all sending until startSendThread. Every initialisation sets this anew
+//                          for the whole process, even one that is refused after its parameters were found
+//                          valid.
+//   unityVersion           version of the Unity engine, nil without one. Once one was given, every later
+//                          handle needs one.
 //
 // All return true when the handle was opened. False, and no handle: a nil or invalid url, appKey, version or
 // protocol (nothing has changed then), no reachability monitor for the host, or a handle id that is open
@@ -150,9 +151,10 @@ PXALOG_EXPORT void setLogDeduplicate_forHandlerId(bool isDeduplicate, const Stri
 
 // Custom fields: texts under keys of the caller's own that travel with every event of the handle that is sent
 // while they are set, unless the event has a field of that name already. A key begins with a letter and goes
-// on with letters, digits, "-" and "_". The names of the event's own fields are refused ("logLevel", "UserID",
-// "SessionID", ...). Take care with two names that are not refused: "errorRate" counts failed deliveries, so that a
-// text above "3" keeps events from being sent, and "rdmBulkIndex" is overwritten in every event.
+// on with letters, digits, "-" and "_". The names of the event's own fields are refused ("logLevel",
+// "UserID", "SessionID", ...). Take care with two names that are not refused: "errorRate" counts failed
+// deliveries, so that a text above "3" keeps events from being sent, and "rdmBulkIndex" is overwritten in
+// every event.
 
 /// A nil value is stored as "-".
 PXALOG_EXPORT void setCustomField_forKey(const String& value, const String& key);
@@ -170,9 +172,9 @@ PXALOG_EXPORT void removeAllCustomFields(const String& handleId);
 
 // Log calls. Each builds one event and queues it, or does nothing for an unknown handle. A queue that holds
 // 2000 events loses its oldest. The error code is sent unless it is nil or ""; the location is accepted and
-// not sent; the message has no limit, and is sent as log type "SESSION" when it is "SESSION". Control characters
-// travel as they are, and a text ends at its first NUL character: a request whose body holds such raw characters
-// cannot be read back when it fails, and all its events are then lost.
+// not sent; the message has no limit, and is sent as log type "SESSION" when it is "SESSION". Control
+// characters travel as they are, and a text ends at its first NUL character: a request whose body holds such
+// raw characters cannot be read back when it fails, and all its events are then lost.
 //
 // What is still queued when the process ends is lost, unless Host::didEnterBackground was called before.
 

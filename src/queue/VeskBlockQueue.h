@@ -22,7 +22,8 @@ class VeskBlockQueue {
   VeskBlockQueue() = default;
   VeskBlockQueue(const VeskBlockQueue&) = delete;
   VeskBlockQueue& operator=(const VeskBlockQueue&) = delete;
-  /// What a queue holds when it goes is given up, what its files hold too as far as this process is concerned.
+  /// What a queue holds when it goes is given up, what its files hold too as far as this process is
+  /// concerned.
   ~VeskBlockQueue();
   static constexpr std::size_t kMostEvents = 2000;
   static constexpr std::size_t kMostHandlers = 10;

@@ -18,8 +18,8 @@
 // What tests of delivery have in common: handles, events and a look into requests.
 namespace pxa::test {
 
-/// Opens the handle under the id and takes its session log out of the queue again; nullptr when it is refused.
-/// No thread runs for it.
+/// Opens the handle under the id and takes its session log out of the queue again; nullptr when it is
+/// refused. No thread runs for it.
 VeskHandleRef openWithoutSessionLog(const String& handleId, HandleOptions with = {});
 
 /// Runs the send thread; from now on it stops at each of its sleeps.

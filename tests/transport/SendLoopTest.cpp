@@ -78,8 +78,8 @@ class SendLoop : public testing::Test {
     return event;
   }
   void enqueue(const VeskEventRef& event) { gs_blockQueue()->enqueue(event); }
-  /// Queues an event that does the work once, when the loop measures it: after the event's handle was looked up,
-  /// before the event is completed.
+  /// Queues an event that does the work once, when the loop measures it: after the event's handle was looked
+  /// up, before the event is completed.
   void enqueueThatDoes(std::function<void()> work, const char* body = "message") {
     const VeskEventRef event = makeEvent({.body = bytesOf(body)});
     event->fields().dictionary().set("probe",

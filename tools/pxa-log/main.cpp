@@ -42,8 +42,8 @@ class ProgressLine {
   std::chrono::steady_clock::time_point lastShown_;
 };
 
-/// The files, each opened once and before anything is sent; a closed stream stands for standard input. Nothing when
-/// one of them cannot be read.
+/// The files, each opened once and before anything is sent; a closed stream stands for standard input.
+/// Nothing when one of them cannot be read.
 std::optional<std::deque<std::ifstream>> openFiles(const std::vector<std::string>& paths) {
   std::deque<std::ifstream> files;
   for (const std::string& path : paths) {

@@ -83,7 +83,8 @@ void CurlUrlLoader::run() {
 
 void CurlUrlLoader::runOnce(CURLM* multi) {
   startSubmitted();
-  // Taken before the transfers move: what they do may take long, and an answer that is there already is in time.
+  // Taken before the transfers move: what they do may take long, and an answer that is there already is in
+  // time.
   const auto now = std::chrono::steady_clock::now();
   int running = 0;
   curl_multi_perform(multi, &running);

@@ -27,8 +27,8 @@ class CurlUrlLoader final : public UrlLoader {
 
   /// Longest whole duration of a request.
   static constexpr double kLongestRequestSeconds = 60;
-  /// Largest body of a synchronous request's answer; a larger one counts as a failure. It bounds what a hostile
-  /// settings service can make of this process's memory and time.
+  /// Largest body of a synchronous request's answer; a larger one counts as a failure. It bounds what a
+  /// hostile settings service can make of this process's memory and time.
   static constexpr std::size_t kLargestAnswer = std::size_t{256} << 10;
   static constexpr long kMostRedirects = 10;
 

@@ -57,7 +57,8 @@ bool writeAll(int descriptor, std::string_view bytes) {
   return true;
 }
 
-/// False when the content may not have reached the disk. A file system that knows no flushing has nothing to flush.
+/// False when the content may not have reached the disk. A file system that knows no flushing has nothing to
+/// flush.
 bool flush(int descriptor) {
   return ::fsync(descriptor) == 0 || errno == EINVAL || errno == ENOSYS;
 }
