@@ -165,7 +165,8 @@ TEST_P(BothSchemes, StopsQuicklyWhileItIsSilentOrDelaysAnAnswer) {
   for (const Behaviour behaviour : {Behaviour{.fault = Fault::Silent}, Behaviour{.delay = 10min}}) {
     collector_.emplace();
     collector_->setBehaviour(behaviour);
-    auto result = std::async(std::launch::async, [this] { return post(); });
+    auto result =
+        std::async(std::launch::async, [this, target = url()] { return client_.post(target, "[{}]"); });
     ASSERT_TRUE(collector_->waitFor(atLeast(1), kPatience));
     const auto begin = Clock::now();
     collector_.reset();
@@ -440,7 +441,9 @@ TEST(Collector, GivesItsPortBackWithConnectionsStillOpen) {
 }
 
 TEST(Collector, LeavesNoThreadAndNoFileBehind) {
-  HttpClient().get("http://127.0.0.1:1/");  // whatever the client sets up once
+  // Whatever the client, and a sanitizer at the first thread, set up once.
+  HttpClient().get("http://127.0.0.1:1/");
+  std::thread([] {}).join();
   const auto threads = entriesOf("/proc/self/task");
   const auto files = entriesOf("/proc/self/fd");
   {
