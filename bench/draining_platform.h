@@ -32,7 +32,7 @@ inline void installDrainingPlatform(Clock& clock = systemPlatform().clock) {
   const Platform& system = systemPlatform();
   Platform::install(*new Platform{clock, system.files, system.device, system.interfaces, system.reachability,
                                   loader, system.jsonParser, system.keyedArchive, system.uuids,
-                                  system.crashReporter, log, system.threads});
+                                  system.crashReporter, log, system.threads, system.queues});
 }
 
 }  // namespace pxa::bench

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <optional>
+#include <vector>
 
 #include <pxalog/String.h>
 
@@ -33,8 +36,14 @@ struct PXALOG_EXPORT SettingsService {
 /// Replaces the deployment's settings service. Default: the values that the library was built with.
 PXALOG_EXPORT void setSettingsService(const SettingsService& service);
 
-/// Facts about the device that replace what the system says; a nil or empty member leaves the system's
-/// answer.
+/// Names a PEM file of the certificate authorities that servers are verified against where they are verified:
+/// for the addresses that the network probe measures. At any time, for requests from then on; a file that
+/// cannot be read makes them fail. Collectors are not verified. Default, and again with a nil or empty path:
+/// the system's authorities.
+PXALOG_EXPORT void setCertificateAuthorityFile(const String& path);
+
+/// Facts about the device that replace what the system says; a member that is nil, empty or not set leaves
+/// the system's answer.
 struct PXALOG_EXPORT DeviceFacts {
   String systemVersion;
   String machineModel;
@@ -42,6 +51,12 @@ struct PXALOG_EXPORT DeviceFacts {
   String carrierName;
   String carrierCountryCode;  ///< ISO code
   String localeDisplayName;
+  std::vector<String> preferredLanguages;  ///< language tags, the user's best first
+  std::optional<double> screenWidth;       ///< of the main screen, in points; the system says 0
+  std::optional<std::uint64_t> freePages;
+  std::optional<std::uint64_t> pageSize;   ///< bytes
+  std::optional<std::uint64_t> freeBytes;  ///< of the file system that holds the documents directory
+  std::optional<bool> canStartShell;
 };
 /// At any time; used for every event that is sent from then on.
 PXALOG_EXPORT void setDeviceFacts(const DeviceFacts& facts);

@@ -237,6 +237,22 @@ PXALOG_EXPORT void sendLog_errorCode_withMessage_atLocation_forHandleId(const St
                                                                         const String& location,
                                                                         const String& handleId);
 
+// Crashes and handled exceptions of a Unity application. Each becomes one "CRASH" event of handle "0" at
+// level FATAL, whatever the level and type say, with the exception's text as its dump; it waits in the log
+// queue with the rest. A nil message is "", a nil exception "unknown". In Unity mode the gate holds back
+// repeats, the handle gets a new session after the first of each, and the engine is told once such an event
+// was in a request (see Host::setUnitySendMessage).
+
+/// Selector: sendUnityCrash:withType:withMessage:withException:
+PXALOG_EXPORT void sendUnityCrash_withType_withMessage_withException(const String& level, const String& type,
+                                                                     const String& message,
+                                                                     const String& exception);
+PXALOG_EXPORT void handledDebug_withException(const String& message, const String& exception);
+PXALOG_EXPORT void handledInfo_withException(const String& message, const String& exception);
+PXALOG_EXPORT void handledWarn_withException(const String& message, const String& exception);
+PXALOG_EXPORT void handledError_withException(const String& message, const String& exception);
+PXALOG_EXPORT void handledFatal_withException(const String& message, const String& exception);
+
 // Lifecycle hooks, which Host::didEnterBackground and Host::willEnterForeground call. The notification is not
 // looked at. Before the first initialisation they do nothing.
 

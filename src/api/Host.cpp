@@ -1,9 +1,9 @@
 #include <utility>
 
 #include <pxalog/Host.h>
+#include <pxalog/NotificationCenter.h>
 
 #include "platform/HostSettings.h"
-#include "platform/NotificationCenter.h"
 
 namespace pxa {
 
@@ -21,6 +21,10 @@ void Host::willEnterForeground() {
 
 void Host::setSettingsService(const SettingsService& service) {
   HostSettings::setSettingsService(service);
+}
+
+void Host::setCertificateAuthorityFile(const String& path) {
+  HostSettings::setCertificateAuthorityFile(path);
 }
 
 void Host::setDeviceFacts(const DeviceFacts& facts) {

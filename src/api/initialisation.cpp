@@ -3,6 +3,9 @@
 #include <stdexcept>
 #include <string>
 
+#include <pxalog/NotificationCenter.h>
+#include <pxalog/VeskReachability.h>
+
 #include "api/handle/GlobalLock.h"
 #include "api/handle/handle_table.h"
 #include "api/handle/process_state.h"
@@ -11,11 +14,9 @@
 #include "api/validation.h"
 #include "crash/crash_capture.h"
 #include "event/event_keys.h"
-#include "platform/NotificationCenter.h"
 #include "settings/settings_thread.h"
 #include "transport/BulkEventLists.h"
 #include "transport/VeskHttpsDelegate.h"
-#include "transport/VeskReachability.h"
 #include "transport/deduplication.h"
 #include "transport/send_loop.h"
 
@@ -43,6 +44,18 @@ bool startReachabilityMonitor(const String& host) {
   return monitor->startNotifier();
 }
 
+/// A set-up that is made anew observes once all the same.
+void observeTheApplication() {
+  static constexpr char kObserver = 0;
+  NotificationCenter& center = NotificationCenter::defaultCenter();
+  center.addObserver(&kObserver, kWillEnterForegroundNotification, [](const Notification& notification) {
+    PXALog::applicationWillEnterForeground(&notification);
+  });
+  center.addObserver(&kObserver, kDidEnterBackgroundNotification, [](const Notification& notification) {
+    PXALog::applicationDidEnterBackground(&notification);
+  });
+}
+
 /// Sets up what all handles share, once per process; a set-up that fails is made anew by the next
 /// initialisation. The caller holds the global lock.
 bool performSharedSetUp(const String& host) {
@@ -52,9 +65,7 @@ bool performSharedSetUp(const String& host) {
   resetNetworkRecord();
   resetBlockQueue();
   resetHttpsDelegate();
-  NotificationCenter& center = NotificationCenter::defaultCenter();
-  center.addObserver(kWillEnterForegroundNotification, &PXALog::applicationWillEnterForeground);
-  center.addObserver(kDidEnterBackgroundNotification, &PXALog::applicationDidEnterBackground);
+  observeTheApplication();
   if (!startReachabilityMonitor(host)) return false;
   gs_blockQueue()->loadFromFile();
   processFlags().isSharedSetUpDone = true;

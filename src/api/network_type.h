@@ -1,8 +1,7 @@
 #pragma once
 
 #include <pxalog/String.h>
-
-#include "transport/VeskReachability.h"
+#include <pxalog/VeskReachability.h>
 
 namespace pxa::PXALog {
 

@@ -17,7 +17,8 @@ class FileSystem {
   virtual String documentsDirectory() = 0;
   /// Whether a regular file is there.
   virtual bool fileExists(const String& path) = 0;
-  /// The whole content; nothing when it cannot be read.
+  /// The whole content; nothing when it cannot be read, or is larger than 256 MiB, which no file of the
+  /// library's own is.
   virtual std::optional<Data> read(const String& path) = 0;
   /// Writes the whole content over whatever file was there; false when that failed.
   virtual bool write(const String& path, const Data& content) = 0;

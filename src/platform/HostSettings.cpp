@@ -12,6 +12,7 @@ struct Settings {
   String documentsDirectory;
   Host::SettingsService service{PXALOG_SETTINGS_HOST, PXALOG_ALTERNATE_SETTINGS_HOST,
                                 PXALOG_ALTERNATE_FOR_COLLECTOR};
+  String certificateAuthorityFile;
   Host::DeviceFacts facts;
   Host::UnitySendMessage unitySendMessage;
   Host::LogSink logSink;
@@ -52,10 +53,24 @@ void setSettingsService(const Host::SettingsService& service) {
   replace(&Settings::service, service);
 }
 
-String deviceFact(String Host::DeviceFacts::*fact) {
+String certificateAuthorityFile() {
+  return copyOf(&Settings::certificateAuthorityFile);
+}
+void setCertificateAuthorityFile(const String& path) {
+  replace(&Settings::certificateAuthorityFile, path);
+}
+
+template <class Fact>
+Fact deviceFact(Fact Host::DeviceFacts::*fact) {
   const Guard guard(gs_mutex);
   return settings().facts.*fact;
 }
+template String deviceFact(String Host::DeviceFacts::*);
+template std::vector<String> deviceFact(std::vector<String> Host::DeviceFacts::*);
+template std::optional<double> deviceFact(std::optional<double> Host::DeviceFacts::*);
+template std::optional<std::uint64_t> deviceFact(std::optional<std::uint64_t> Host::DeviceFacts::*);
+template std::optional<bool> deviceFact(std::optional<bool> Host::DeviceFacts::*);
+
 void setDeviceFacts(const Host::DeviceFacts& facts) {
   replace(&Settings::facts, facts);
 }

@@ -14,8 +14,13 @@ void setDocumentsDirectory(const String& path);
 Host::SettingsService settingsService();
 void setSettingsService(const Host::SettingsService& service);
 
+/// nil until the host names one.
+String certificateAuthorityFile();
+void setCertificateAuthorityFile(const String& path);
+
 /// One of the host's facts about the device.
-String deviceFact(String Host::DeviceFacts::*fact);
+template <class Fact>
+Fact deviceFact(Fact Host::DeviceFacts::*fact);
 void setDeviceFacts(const Host::DeviceFacts& facts);
 
 Host::UnitySendMessage unitySendMessage();

@@ -11,7 +11,7 @@ class KeyedArchive {
  public:
   virtual ~KeyedArchive() = default;
   /// The archive; throws std::invalid_argument for what has no archived form: an object, or nesting of more
-  /// than a few dozen levels. Of a decimal it keeps what a double can hold. Thread-safe.
+  /// than a few dozen levels. Numbers keep their kind. Thread-safe.
   virtual Data archive(const Dictionary& root) = 0;
   /// What an archive holds; nothing when it is not one. Thread-safe.
   virtual std::optional<Dictionary> unarchive(const Data& archive) = 0;

@@ -3,6 +3,7 @@
 #include "platform/Clock.h"
 #include "platform/CrashReporter.h"
 #include "platform/DeviceFacts.h"
+#include "platform/DispatchQueues.h"
 #include "platform/FileSystem.h"
 #include "platform/JsonParser.h"
 #include "platform/KeyedArchive.h"
@@ -29,6 +30,7 @@ struct Platform {
   CrashReporter& crashReporter;
   PlatformLog& log;
   Threads& threads;
+  DispatchQueues& queues;
 
   /// The platform in use: the system's own until a test installs another one.
   static const Platform& current();

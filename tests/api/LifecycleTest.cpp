@@ -2,10 +2,10 @@
 #include <string>
 
 #include <pxalog/Host.h>
+#include <pxalog/NotificationCenter.h>
 #include <pxalog/PXALog.h>
 
 #include "api/handle/process_state.h"
-#include "platform/NotificationCenter.h"
 #include "support/handles.h"
 #include "support/queued_events.h"
 #include "support/values.h"

@@ -1,9 +1,11 @@
 #include <atomic>
 #include <gtest/gtest.h>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include <pxalog/Diagnostics.h>
+#include <pxalog/VeskReachability.h>
 
 #include "api/handle/process_state.h"
 #include "support/handles.h"
@@ -51,6 +53,11 @@ TEST(SharedSetUp, KeepsTheMonitorInTheNetworkRecord) {
   EXPECT_EQ(PXALog::rdm_getHandler("0")->reachability(), nullptr);
 }
 
+TEST(SharedSetUp, StartsTheMonitor) {
+  test::installWithHandle();
+  EXPECT_EQ(network()->reachability()->reachabilityObject(), network()->reachability());
+}
+
 TEST(SharedSetUp, ReadsSavedEventsBack) {
   FakePlatform& p = FakePlatform::install();
   VeskBlockQueue earlier;
@@ -81,11 +88,34 @@ TEST(SharedSetUp, FailsWithoutAMonitorForTheHost) {
 }
 
 TEST(SharedSetUp, FailsWithAMonitorThatDoesNotStart) {
-  FakePlatform::install().reachability.startsNotifiers = false;
+  const struct {
+    void (*arrange)(FakePlatform&);
+    std::vector<std::string> lines;
+  } rows[] = {
+      {[](FakePlatform& p) { p.queues.createsQueues = false; }, {}},
+      {[](FakePlatform& p) { p.reachability.startsNotifiers = false; },
+       {"SCNetworkReachabilitySetCallback() failed: the system's words"}},
+      {[](FakePlatform& p) { p.reachability.attachesQueues = false; },
+       {"SCNetworkReachabilitySetDispatchQueue() failed: the system's words"}},
+  };
+  for (const auto& row : rows) {
+    FakePlatform& p = FakePlatform::install();
+    row.arrange(p);
+    EXPECT_FALSE(openHandle());
+    EXPECT_FALSE(processFlags().isSharedSetUpDone);
+    EXPECT_FALSE(processFlags().isInitialised);
+    EXPECT_EQ(PXALog::rdm_getHandler("0"), nullptr);
+    EXPECT_EQ(p.log.lines(), row.lines);
+  }
+}
+
+TEST(SharedSetUp, HoldsNoLockWhileTheConsoleIsToldThatTheMonitorDoesNotStart) {
+  FakePlatform& p = FakePlatform::install();
+  p.reachability.startsNotifiers = false;
+  bool wasFree = false;
+  p.log.setListener([&wasFree](const std::string&) { wasFree = isGlobalLockFree(); });
   EXPECT_FALSE(openHandle());
-  EXPECT_FALSE(processFlags().isSharedSetUpDone);
-  EXPECT_FALSE(processFlags().isInitialised);
-  EXPECT_EQ(PXALog::rdm_getHandler("0"), nullptr);
+  EXPECT_TRUE(wasFree);
 }
 
 TEST(SharedSetUp, LeavesNoLockHeldWhenItFails) {
@@ -120,11 +150,12 @@ TEST(SharedSetUp, IsDoneAgainAfterItFailed) {
 }
 
 /// A platform on which the shared set-up has failed once and will succeed the next time.
-void installAfterFailedSetUp() {
+FakePlatform& installAfterFailedSetUp() {
   FakePlatform& p = FakePlatform::install();
   p.reachability.startsNotifiers = false;
   openHandle();
   p.reachability.startsNotifiers = true;
+  return p;
 }
 
 TEST(SharedSetUp, MakesANewHandleTableAfterItFailed) {
@@ -164,6 +195,13 @@ TEST(SharedSetUp, MakesANewBlockQueueAfterItFailed) {
   ASSERT_NE(before, nullptr);
   openHandle();
   EXPECT_NE(gs_blockQueue(), before);
+}
+
+TEST(SharedSetUp, LetsGoOfTheMonitorThatDidNotStart) {
+  FakePlatform& p = installAfterFailedSetUp();
+  openHandle();
+  ASSERT_EQ(p.reachability.targets.size(), 2U);
+  EXPECT_TRUE(p.reachability.targets[0].expired());
 }
 
 TEST(SharedSetUp, MakesANewNetworkRecordAfterItFailed) {

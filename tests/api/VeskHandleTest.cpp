@@ -2,10 +2,11 @@
 #include <limits>
 #include <memory>
 
+#include <pxalog/VeskReachability.h>
+
 #include "api/handle/VeskHandle.h"
 #include "support/FakePlatform.h"
 #include "support/values.h"
-#include "transport/VeskReachability.h"
 
 namespace pxa {
 namespace {

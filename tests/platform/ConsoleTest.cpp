@@ -27,7 +27,8 @@ Platform platformWithLog(PlatformLog& log) {
           system.uuids,
           system.crashReporter,
           log,
-          system.threads};
+          system.threads,
+          system.queues};
 }
 
 class RecordingLog final : public PlatformLog {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -17,6 +18,7 @@
 
 #include "platform/HostSettings.h"
 #include "platform/linux/LinuxFileSystem.h"
+#include "support/OwnNetwork.h"
 #include "support/TemporaryDirectory.h"
 
 namespace pxa {
@@ -98,6 +100,18 @@ TEST(FileSystem, WritesFilesThatTheirOwnerAloneCanRead) {
   ::umask(before);
 }
 
+TEST(FileSystem, TakesAnOlderFileFromOthersWhenItWritesOverIt) {
+  for (const Write write : kBothWrites) {
+    const TemporaryDirectory directory;
+    LinuxFileSystem files;
+    ASSERT_TRUE((files.*write)(directory.path("file"), bytes("an old content")));
+    std::filesystem::permissions(directory.path() / "file", std::filesystem::perms(0666));
+    ASSERT_TRUE((files.*write)(directory.path("file"), bytes("private")));
+    EXPECT_EQ(contentOf(directory.path("file")), "private");
+    EXPECT_EQ(permissionsOf(directory.path("file")), 0600U);
+  }
+}
+
 TEST(FileSystem, LeavesNoOtherFileBehind) {
   for (const Write write : kBothWrites) {
     const TemporaryDirectory directory;
@@ -106,6 +120,27 @@ TEST(FileSystem, LeavesNoOtherFileBehind) {
     ASSERT_TRUE((files.*write)(directory.path("file"), bytes("second")));
     EXPECT_EQ(namesIn(directory), std::set<std::string>{"file"});
   }
+}
+
+TEST(FileSystem, RemovesWhatAWriterLeftThatWasKilledLongAgo) {
+  const TemporaryDirectory directory;
+  LinuxFileSystem files;
+  for (const char* name : {".pxalog-old.tmp", ".pxalog-new.tmp", "pxalog-old.tmp", ".pxalog-old"})
+    ASSERT_TRUE(files.write(directory.path(name), bytes("left")));
+  const auto now = std::filesystem::file_time_type::clock::now();
+  for (const char* name : {".pxalog-old.tmp", "pxalog-old.tmp", ".pxalog-old"})
+    std::filesystem::last_write_time(directory.path() / name, now - std::chrono::hours(2));
+  ASSERT_TRUE(files.writeAtomically(directory.path("file"), bytes("content")));
+  EXPECT_EQ(namesIn(directory),
+            (std::set<std::string>{".pxalog-new.tmp", ".pxalog-old", "file", "pxalog-old.tmp"}));
+}
+
+TEST(FileSystem, ReadsNoFileThatIsLargerThanAnyOfTheLibrarys) {
+  const TemporaryDirectory directory;
+  LinuxFileSystem files;
+  ASSERT_TRUE(files.write(directory.path("file"), bytes("content")));
+  std::filesystem::resize_file(directory.path() / "file", 256 * 1024 * 1024 + 1);
+  EXPECT_FALSE(files.read(directory.path("file")));
 }
 
 TEST(FileSystem, FailsToWriteWhereTheDirectoryIsMissing) {
@@ -183,6 +218,48 @@ TEST(FileSystem, KeepsTheOldFileAndNoOtherWhereTheNewOneHasNoRoom) {
     EXPECT_FALSE(files.writeAtomically(directory.path("file"), bytes(std::string(20'000, 'x'))));
   }
   EXPECT_EQ(contentOf(directory.path("file")), "old");
+  EXPECT_EQ(namesIn(directory), std::set<std::string>{"file"});
+}
+
+/// Lets the kernel kill this process when it writes a file beyond a size.
+void letLargeFilesKill(rlim_t size) {
+  const rlimit noCore{};
+  ::setrlimit(RLIMIT_CORE, &noCore);
+  const rlimit limit{size, size};
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  ::signal(SIGXFSZ, SIG_DFL);
+}
+
+TEST(FileSystemDeathTest, KeepsTheOldFileAndNoOtherWhenTheWriterIsKilled) {
+  const TemporaryDirectory directory;
+  LinuxFileSystem files;
+  ASSERT_TRUE(files.writeAtomically(directory.path("file"), bytes("old")));
+  EXPECT_EXIT(
+      {
+        letLargeFilesKill(10'000);
+        files.writeAtomically(directory.path("file"), bytes(std::string(20'000, 'x')));
+      },
+      testing::KilledBySignal(SIGXFSZ), "");
+  EXPECT_EQ(contentOf(directory.path("file")), "old");
+  EXPECT_EQ(namesIn(directory), std::set<std::string>{"file"});
+}
+
+/// Writes a file anew where unnamed files cannot be given a name, and then what has no room.
+bool writesWithoutProc(const String& path) {
+  const TemporaryDirectory empty;
+  LinuxFileSystem files;
+  if (!test::showInstead("/proc", empty.path().string())) return false;
+  if (!files.writeAtomically(path, bytes("old")) || !files.writeAtomically(path, bytes("new"))) return false;
+  const LargestFile limit(10'000);
+  return !files.writeAtomically(path, bytes(std::string(20'000, 'x')));
+}
+
+TEST(FileSystemDeathTest, WritesAtomicallyWhereUnnamedFilesCannotBeGivenAName) {
+  if (!test::showInstead("/proc", "/proc")) GTEST_SKIP() << "mounts are forbidden here";
+  const TemporaryDirectory directory;
+  EXPECT_EXIT(::_exit(writesWithoutProc(directory.path("file")) ? 0 : 1), testing::ExitedWithCode(0), "");
+  EXPECT_EQ(contentOf(directory.path("file")), "new");
+  EXPECT_EQ(permissionsOf(directory.path("file")), 0600U);
   EXPECT_EQ(namesIn(directory), std::set<std::string>{"file"});
 }
 

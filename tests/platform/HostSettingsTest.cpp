@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/HostSettings.h"
 
@@ -26,6 +27,88 @@ TEST(HostSettings, NameTheServiceThatTheHostNames) {
   EXPECT_EQ(service.defaultHost, "host:8080");
   EXPECT_EQ(service.alternateHost, "alternate");
   EXPECT_EQ(service.alternateForCollector, "collector");
+}
+
+Host::DeviceFacts factsOfTheDevice() {
+  return {
+      .systemVersion = HostSettings::deviceFact(&Host::DeviceFacts::systemVersion),
+      .machineModel = HostSettings::deviceFact(&Host::DeviceFacts::machineModel),
+      .vendorIdentifier = HostSettings::deviceFact(&Host::DeviceFacts::vendorIdentifier),
+      .carrierName = HostSettings::deviceFact(&Host::DeviceFacts::carrierName),
+      .carrierCountryCode = HostSettings::deviceFact(&Host::DeviceFacts::carrierCountryCode),
+      .localeDisplayName = HostSettings::deviceFact(&Host::DeviceFacts::localeDisplayName),
+      .preferredLanguages = HostSettings::deviceFact(&Host::DeviceFacts::preferredLanguages),
+      .screenWidth = HostSettings::deviceFact(&Host::DeviceFacts::screenWidth),
+      .freePages = HostSettings::deviceFact(&Host::DeviceFacts::freePages),
+      .pageSize = HostSettings::deviceFact(&Host::DeviceFacts::pageSize),
+      .freeBytes = HostSettings::deviceFact(&Host::DeviceFacts::freeBytes),
+      .canStartShell = HostSettings::deviceFact(&Host::DeviceFacts::canStartShell),
+  };
+}
+
+void expectNoFactsOfTheDevice() {
+  const Host::DeviceFacts facts = factsOfTheDevice();
+  EXPECT_TRUE(facts.systemVersion.isNil());
+  EXPECT_TRUE(facts.machineModel.isNil());
+  EXPECT_TRUE(facts.vendorIdentifier.isNil());
+  EXPECT_TRUE(facts.carrierName.isNil());
+  EXPECT_TRUE(facts.carrierCountryCode.isNil());
+  EXPECT_TRUE(facts.localeDisplayName.isNil());
+  EXPECT_TRUE(facts.preferredLanguages.empty());
+  EXPECT_FALSE(facts.screenWidth);
+  EXPECT_FALSE(facts.freePages);
+  EXPECT_FALSE(facts.pageSize);
+  EXPECT_FALSE(facts.freeBytes);
+  EXPECT_FALSE(facts.canStartShell);
+}
+
+const Host::DeviceFacts kFactsOfADevice = {
+    .systemVersion = "12.1",
+    .machineModel = "iPad3,4",
+    .vendorIdentifier = "vendor",
+    .carrierName = "carrier",
+    .carrierCountryCode = "kr",
+    .localeDisplayName = "Elvish",
+    .preferredLanguages = {"ko-KR", "en-US"},
+    .screenWidth = 767.5,
+    .freePages = 1,
+    .pageSize = 2,
+    .freeBytes = 3,
+    .canStartShell = false,
+};
+
+TEST(HostSettings, SayNothingOfTheDeviceUntilTheHostDoes) {
+  expectNoFactsOfTheDevice();
+}
+
+TEST(HostSettings, KeepWhatTheHostSaysOfTheDevice) {
+  HostSettings::setDeviceFacts(kFactsOfADevice);
+  const Host::DeviceFacts facts = factsOfTheDevice();
+  EXPECT_EQ(facts.systemVersion, "12.1");
+  EXPECT_EQ(facts.machineModel, "iPad3,4");
+  EXPECT_EQ(facts.vendorIdentifier, "vendor");
+  EXPECT_EQ(facts.carrierName, "carrier");
+  EXPECT_EQ(facts.carrierCountryCode, "kr");
+  EXPECT_EQ(facts.localeDisplayName, "Elvish");
+  EXPECT_EQ(facts.preferredLanguages, (std::vector<String>{"ko-KR", "en-US"}));
+  EXPECT_EQ(facts.screenWidth, 767.5);
+  EXPECT_EQ(facts.freePages, 1U);
+  EXPECT_EQ(facts.pageSize, 2U);
+  EXPECT_EQ(facts.freeBytes, 3U);
+  EXPECT_EQ(facts.canStartShell, false);
+}
+
+TEST(HostSettings, ForgetWhatTheHostNoLongerSaysOfTheDevice) {
+  HostSettings::setDeviceFacts(kFactsOfADevice);
+  HostSettings::setDeviceFacts({});
+  expectNoFactsOfTheDevice();
+}
+
+TEST(HostSettings, GiveCopiesOfWhatTheHostSays) {
+  HostSettings::setDeviceFacts(kFactsOfADevice);
+  std::vector<String> languages = HostSettings::deviceFact(&Host::DeviceFacts::preferredLanguages);
+  languages.clear();
+  EXPECT_EQ(HostSettings::deviceFact(&Host::DeviceFacts::preferredLanguages).size(), 2U);
 }
 
 TEST(HostSettings, HaveNoFunctionsUntilTheHostGivesThem) {
@@ -65,6 +148,20 @@ TEST(HostSettings, LetAFunctionGoThatUsesTheLibrary) {
   HostSettings::setLogSink([asking = std::make_shared<Asking>()](const String&) {});
   HostSettings::setLogSink(nullptr);
   EXPECT_EQ(HostSettings::documentsDirectory(), "asked");
+}
+
+TEST(HostSettings, HaveNoFileOfCertificateAuthoritiesUntilTheHostNamesOne) {
+  EXPECT_TRUE(HostSettings::certificateAuthorityFile().isNil());
+  Host::setCertificateAuthorityFile("/some/authorities.pem");
+  EXPECT_EQ(HostSettings::certificateAuthorityFile(), "/some/authorities.pem");
+}
+
+TEST(HostSettings, ForgetTheFileOfCertificateAuthoritiesForNilOrEmpty) {
+  for (const String& none : {String(nullptr), String("")}) {
+    Host::setCertificateAuthorityFile("/some/authorities.pem");
+    Host::setCertificateAuthorityFile(none);
+    EXPECT_TRUE(HostSettings::certificateAuthorityFile().isEmpty());
+  }
 }
 
 }  // namespace

@@ -247,7 +247,11 @@ TEST(SavedLogStore, ReadsEventsBackWhole) {
   const VeskEventRef event =
       VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
           "name", nullptr, "type", "source", Data("body \xFF"sv), -7, "host",
-          Dictionary{{"logLevel", Data("INFO"sv)}}, "0");
+          Dictionary{{"logLevel", Data("INFO"sv)},
+                     {"errorCode", "E1"},
+                     {"numbers", Array{true, 'c', short{-2}, 3, 4LL, 5ULL, 0.1F, 0.1,
+                                       Value(Decimal::parse("1.10").value())}}},
+          "0");
   queue.enqueue(event);
   queue.saveToFile();
   queue.FileToMemory();
@@ -660,6 +664,48 @@ TEST(SavedLogStore, KeepsAFileThatIsNoArchive) {
   }
 }
 
+TEST(SavedLogStore, KeepsAFileThatCannotBeRead) {
+  for (void (VeskBlockQueue::*const reload)() :
+       {&VeskBlockQueue::FileToMemory, &VeskBlockQueue::loadFromFile}) {
+    FakePlatform& fakes = FakePlatform::install();
+    putLogs(fakes, eventsAt({1}));
+    putFailedEvents(fakes, eventsAt({2}));
+    fakes.files.failsToRead = true;
+    VeskBlockQueue queue;
+    (queue.*reload)();
+    EXPECT_EQ(fakes.log.lines().size(), 2U);
+    EXPECT_EQ(queue.dequeueIfAny(), nullptr);
+    EXPECT_EQ(timesInLogFile(fakes), Times{1});
+    EXPECT_EQ(timesInFailedFile(fakes), Times{2});
+  }
+}
+
+TEST(SavedLogStore, ReplacesAFileThatIsNoArchiveByALaterSave) {
+  FakePlatform& fakes = FakePlatform::install();
+  fakes.files.put(kLogFile, "no archive");
+  fakes.files.put(kFailedFile, "no archive");
+  VeskBlockQueue queue;
+  queue.loadFromFile();
+  enqueueAll(queue, {1});
+  enqueueAllAsFailed(queue, {2});
+  queue.saveToFile();
+  EXPECT_EQ(timesInLogFile(fakes), Times{1});
+  EXPECT_EQ(timesInFailedFile(fakes), Times{2});
+}
+
+TEST(SavedLogStore, TakesNothingFromAFileWhoseLastEventIsNone) {
+  FakePlatform& fakes = FakePlatform::install();
+  Dictionary event;
+  eventAt(1)->encodeWithCoder(event);
+  KeyedArchive& keyedArchive = Platform::current().keyedArchive;
+  fakes.files.put(kLogFile, keyedArchive.archive({{"logArray", Array{event, "none"}}}).view());
+  fakes.files.put(kFailedFile, keyedArchive.archive({{"fileArray", Array{event, "none"}}}).view());
+  VeskBlockQueue queue;
+  queue.loadFromFile();
+  EXPECT_EQ(queue.dequeueIfAny(), nullptr);
+  EXPECT_EQ(fakes.log.lines().size(), 2U);
+}
+
 TEST(SavedLogStore, IsUsableAfterFilesOfEveryKindThatItCannotRead) {
   for (const std::string_view content :
        {""sv, "no archive"sv, "\xFF\xFF"sv, "\xA1\x68logArray\x61x"sv, "\xA1\x68logArray\x81\x01"sv}) {
@@ -791,7 +837,8 @@ TEST(SavedLogStore, LeavesItsLocksBeforeItWritesToTheConsole) {
   const Platform& plain = Platform::current();
   const Platform& queueing = keptForGood<Platform>(
       Platform{plain.clock, plain.files, plain.device, plain.interfaces, plain.reachability, plain.urlLoader,
-               plain.jsonParser, plain.keyedArchive, plain.uuids, plain.crashReporter, log, plain.threads});
+               plain.jsonParser, plain.keyedArchive, plain.uuids, plain.crashReporter, log, plain.threads,
+               plain.queues});
   Platform::install(queueing);
   fakes.files.put(kLogFile, "no archive");
   fakes.files.put(kFailedFile, "no archive");

@@ -106,18 +106,75 @@ void FakeFileSystem::put(const std::string& name, std::string_view content) {
   files_["/documents/" + name] = content;
 }
 
-std::unique_ptr<ReachabilityTarget> FakeReachability::createWithName(const String& host) {
-  class Target final : public ReachabilityTarget {
-   public:
-    explicit Target(FakeReachability& owner) : owner_(owner) {}
-    std::optional<std::uint32_t> flags() override { return owner_.flags.load(); }
-    bool setCallback(std::function<void(std::uint32_t)>) override { return owner_.startsNotifiers; }
+void FakeQueue::async(std::function<void()> task) {
+  const std::lock_guard lock(mutex_);
+  tasks_.push_back(std::move(task));
+}
 
-   private:
-    FakeReachability& owner_;
-  };
+std::size_t FakeQueue::run() {
+  for (std::size_t count = 0;; ++count) {
+    std::function<void()> task;
+    {
+      const std::lock_guard lock(mutex_);
+      if (tasks_.empty()) return count;
+      task = std::move(tasks_.front());
+      tasks_.erase(tasks_.begin());
+    }
+    task();
+  }
+}
+
+std::shared_ptr<DispatchQueue> FakeDispatchQueues::createSerialQueue(const char* label) {
+  labels.emplace_back(label);
+  return createsQueues ? queues.emplace_back(std::make_shared<FakeQueue>()) : nullptr;
+}
+
+std::shared_ptr<ReachabilityTarget> FakeReachability::createWithName(const String& host) {
   hosts.push_back(host);
-  return createsTargets ? std::make_unique<Target>(*this) : nullptr;
+  return createTarget();
+}
+
+std::shared_ptr<ReachabilityTarget> FakeReachability::createWithAddress(const sockaddr* address) {
+  addresses.push_back(address);
+  return createTarget();
+}
+
+std::shared_ptr<ReachabilityTarget> FakeReachability::createWithIPv4Address(std::uint32_t address) {
+  numbers.push_back(address);
+  return createTarget();
+}
+
+std::shared_ptr<ReachabilityTarget> FakeReachability::createTarget() {
+  if (!createsTargets) return nullptr;
+  auto target = std::make_shared<Target>(*this);
+  targets.push_back(target);
+  return target;
+}
+
+void FakeReachability::change(std::uint32_t newFlags) {
+  flags = newFlags;
+  for (const auto& weak : targets)
+    if (const auto target = weak.lock(); target != nullptr && target->queue != nullptr)
+      target->queue->async([weak, newFlags] {
+        const auto told = weak.lock();
+        if (told != nullptr && told->callback) told->callback(newFlags);
+      });
+}
+
+std::optional<std::uint32_t> FakeReachability::Target::flags() {
+  return owner_.readsFlags ? std::optional(owner_.flags.load()) : std::nullopt;
+}
+
+bool FakeReachability::Target::setCallback(Callback newCallback) {
+  if (newCallback && !owner_.startsNotifiers) return false;
+  callback = std::move(newCallback);
+  return true;
+}
+
+bool FakeReachability::Target::setDispatchQueue(std::shared_ptr<DispatchQueue> newQueue) {
+  if (newQueue != nullptr && !owner_.attachesQueues) return false;
+  queue = std::move(newQueue);
+  return true;
 }
 
 namespace {
@@ -256,10 +313,10 @@ std::vector<std::string> FakeThreads::startedNames() const {
 FakePlatform& FakePlatform::install() {
   auto& fakes = *new FakePlatform;
   const Platform& system = systemPlatform();
-  const auto* platform =
-      new Platform{fakes.clock,        fakes.files,         fakes.device,      fakes.interfaces,
-                   fakes.reachability, fakes.urlLoader,     system.jsonParser, system.keyedArchive,
-                   fakes.uuids,        fakes.crashReporter, fakes.log,         fakes.threads};
+  const auto* platform = new Platform{
+      fakes.clock,     fakes.files,       fakes.device,        fakes.interfaces, fakes.reachability,
+      fakes.urlLoader, system.jsonParser, system.keyedArchive, fakes.uuids,      fakes.crashReporter,
+      fakes.log,       fakes.threads,     fakes.queues};
   static auto& installed = *new std::vector<const Platform*>;  // so that an earlier one counts as no leak
   installed.push_back(platform);
   Platform::install(*platform);

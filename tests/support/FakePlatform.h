@@ -75,6 +75,15 @@ class FakeDeviceFacts final : public DeviceFacts {
   String carrierName() override { return carrier; }
   String carrierCountryCode() override { return country; }
   String localeDisplayName() override { return localeName; }
+  String systemControl(const String& name) override { return controls[std::string(name.view())]; }
+  std::vector<String> preferredLanguages() override { return languages; }
+  double screenWidth() override { return width; }
+  std::optional<FreeMemory> freeMemory() override { return memory; }
+  std::optional<std::uint64_t> freeBytesForDocuments() override { return freeBytes; }
+  bool canStartShell() override {
+    ++shellStarts;
+    return startsShells;
+  }
 
   String version = "12.1";
   String model = "iPhone8,2";
@@ -82,6 +91,13 @@ class FakeDeviceFacts final : public DeviceFacts {
   String carrier;
   String country;
   String localeName = "English (United States)";
+  std::map<std::string, String> controls;
+  std::vector<String> languages;
+  double width = 0;
+  std::optional<FreeMemory> memory;
+  std::optional<std::uint64_t> freeBytes;
+  bool startsShells = false;
+  std::atomic<int> shellStarts = 0;
 };
 
 class FakeNetworkInterfaces final : public NetworkInterfaces {
@@ -92,14 +108,70 @@ class FakeNetworkInterfaces final : public NetworkInterfaces {
       std::vector<NetworkInterface>{{"en0", NetworkInterface::Family::IPv4, {192, 0, 2, 7}}};
 };
 
+/// A queue whose tasks run when a test says so.
+class FakeQueue final : public DispatchQueue {
+ public:
+  void async(std::function<void()> task) override;
+  /// Runs, on the calling thread, the tasks that wait and those that these add; how many there were.
+  std::size_t run();
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::function<void()>> tasks_;
+};
+
+class FakeDispatchQueues final : public DispatchQueues {
+ public:
+  std::shared_ptr<DispatchQueue> createSerialQueue(const char* label) override;
+  DispatchQueue& mainQueue() override { return main; }
+
+  FakeQueue main;
+  bool createsQueues = true;
+  std::vector<std::string> labels;                 ///< of the serial queues asked for so far
+  std::vector<std::shared_ptr<FakeQueue>> queues;  ///< the serial queues made so far
+};
+
+/// Targets that a test moves.
 class FakeReachability final : public ReachabilityTargets {
  public:
-  std::unique_ptr<ReachabilityTarget> createWithName(const String& host) override;
+  class Target;
+
+  std::shared_ptr<ReachabilityTarget> createWithName(const String& host) override;
+  std::shared_ptr<ReachabilityTarget> createWithAddress(const sockaddr* address) override;
+  std::shared_ptr<ReachabilityTarget> createWithIPv4Address(std::uint32_t address) override;
+
+  /// Sets the flags and puts a call with them on the queue of every target that has a callback and a queue.
+  void change(std::uint32_t newFlags);
 
   bool createsTargets = true;
-  bool startsNotifiers = true;
+  bool startsNotifiers = true;  ///< false: no callback is taken
+  bool attachesQueues = true;   ///< false: no queue is taken
+  std::atomic<bool> readsFlags = true;
   std::atomic<std::uint32_t> flags = kReachabilityReachable;
-  std::vector<String> hosts;  ///< asked for so far
+  String error = "the system's words";
+  std::vector<String> hosts;                   ///< asked for so far
+  std::vector<const sockaddr*> addresses;      ///< asked for so far
+  std::vector<std::uint32_t> numbers;          ///< IPv4 addresses asked for so far
+  std::vector<std::weak_ptr<Target>> targets;  ///< made so far
+
+ private:
+  std::shared_ptr<ReachabilityTarget> createTarget();
+};
+
+/// One target; what it was given last.
+class FakeReachability::Target final : public ReachabilityTarget {
+ public:
+  explicit Target(FakeReachability& owner) : owner_(owner) {}
+  std::optional<std::uint32_t> flags() override;
+  bool setCallback(Callback newCallback) override;
+  bool setDispatchQueue(std::shared_ptr<DispatchQueue> newQueue) override;
+  String lastError() override { return owner_.error; }
+
+  Callback callback;
+  std::shared_ptr<DispatchQueue> queue;
+
+ private:
+  FakeReachability& owner_;
 };
 
 /// Records requests; a test, or a standing rule, decides how they end.
@@ -199,6 +271,7 @@ struct FakePlatform {
   FakeCrashReporter crashReporter;
   FakeLog log;
   FakeThreads threads;
+  FakeDispatchQueues queues;
 
   /// Makes one and installs it.
   static FakePlatform& install();

@@ -114,7 +114,8 @@ struct HookedPlatform {
                                       plain.reachability, plain.urlLoader,
                                       plain.jsonParser,   plain.keyedArchive,
                                       plain.uuids,        plain.crashReporter,
-                                      plain.log,          plain.threads};
+                                      plain.log,          plain.threads,
+                                      plain.queues};
     static auto& installed = *new std::vector<const Platform*>;
     installed.push_back(hooked);
     Platform::install(*hooked);

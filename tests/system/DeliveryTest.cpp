@@ -13,7 +13,7 @@
 
 #include "collector/Collector.h"
 #include "support/ClosedPort.h"
-#include "support/TemporaryDirectory.h"
+#include "support/OwnDocuments.h"
 #include "support/wait.h"
 
 namespace pxa {
@@ -33,7 +33,6 @@ using tools::ReceivedRequest;
 class Delivery : public testing::Test {
  protected:
   Delivery() {
-    Host::setDocumentsDirectory(directory_.path().string());
     Host::setLogSink([](const String&) {});
     useSettingsOf(collector_);
   }
@@ -79,7 +78,7 @@ class Delivery : public testing::Test {
     return {};
   }
 
-  test::TemporaryDirectory directory_;
+  test::OwnDocuments documents_;
   Collector collector_;
 };
 
@@ -270,7 +269,7 @@ TEST_F(Delivery, AsksForTheSettingsOfTheProjectAndKeepsTheAnswer) {
   ASSERT_TRUE(openHttp(collector_, "shop"));
   ASSERT_TRUE(waitForDelivered(1));
   EXPECT_EQ(collector_.settingsPaths(), std::vector<std::string>{"/v2/shop/logsconf"});
-  std::ifstream file(directory_.path() / "RDM_iOS_SETTING_FILE");
+  std::ifstream file(documents_.path() / "RDM_iOS_SETTING_FILE");
   const std::string saved(std::istreambuf_iterator<char>(file), {});
   EXPECT_NE(saved.find("\"session\""), std::string::npos);
 }
@@ -308,7 +307,7 @@ TEST_F(Delivery, BringsSavedEventsBackAfterTheBackground) {
   ASSERT_TRUE(waitForFailed(1));
   Host::didEnterBackground();
   EXPECT_EQ(Diagnostics::snapshot().events.saved, 1u);
-  EXPECT_TRUE(std::filesystem::exists(directory_.path() / "fileVesk2SavedLog"));
+  EXPECT_TRUE(std::filesystem::exists(documents_.path() / "fileVesk2SavedLog"));
   Host::willEnterForeground();
   EXPECT_EQ(Diagnostics::snapshot().events.failed, 1u);
 }
@@ -329,7 +328,7 @@ TEST_F(Delivery, NamesItsThreads) {
   ASSERT_TRUE(openHttp(collector_, "shop"));
   ASSERT_TRUE(waitForDelivered(1));
   EXPECT_EQ(libraryThreadNames(),
-            (std::set<std::string>{"pxa-insight", "pxa-net", "pxa-send", "pxa-settings"}));
+            (std::set<std::string>{"pxa-insight", "pxa-net", "pxa-routes", "pxa-send", "pxa-settings"}));
 }
 
 using DeliveryDeathTest = Delivery;
@@ -344,7 +343,7 @@ TEST_F(DeliveryDeathTest, LetsTheProcessExitWhileRequestsOverTlsAreUnderWay) {
                 [](const std::vector<ReceivedRequest>& requests) { return requests.size() == 1; }, kPatience))
           std::_Exit(3);
         for (int i = 0; i < 100; ++i) PXALog::info_withMessage(nullptr, "line " + std::to_string(i));
-        std::filesystem::remove_all(directory_.path());
+        std::filesystem::remove_all(documents_.path());
         std::exit(0);
       },
       testing::ExitedWithCode(0), "");

@@ -12,7 +12,7 @@
 #include <pxalog/PXALog.h>
 
 #include "collector/Collector.h"
-#include "support/TemporaryDirectory.h"
+#include "support/OwnDocuments.h"
 #include "support/wait.h"
 
 namespace pxa {
@@ -56,9 +56,8 @@ class Crew {
 };
 
 TEST(Stress, AccountsForEveryEventWhileEverythingHappensAtOnce) {
-  const test::TemporaryDirectory directory;
+  const test::OwnDocuments documents;
   tools::Collector collector({.keepsRequests = false});
-  Host::setDocumentsDirectory(directory.path().string());
   Host::setLogSink([](const String&) {});
   Host::setSettingsService({"127.0.0.1:" + std::to_string(collector.httpPort()), nullptr, nullptr});
   for (const char* handle : kHandles) ASSERT_TRUE(open(collector, handle));

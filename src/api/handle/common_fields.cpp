@@ -4,10 +4,11 @@
 #include <array>
 #include <string>
 
+#include <pxalog/VeskDeviceInfo.h>
+#include <pxalog/VeskPhoneInfo.h>
+
 #include "api/handle/GlobalLock.h"
 #include "api/handle/handle_table.h"
-#include "device/VeskDeviceInfo.h"
-#include "device/VeskPhoneInfo.h"
 #include "event/event_keys.h"
 #include "foundation/ascii.h"
 #include "platform/Platform.h"

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/HostSettings.h"
 #include "platform/linux/CurlUrlLoader.h"
 
 namespace pxa {
@@ -58,7 +59,6 @@ CURL* CurlTransfer::prepare() {
     curl_easy_setopt(easy_, CURLOPT_POST, 1L);
     curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
     curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, request_.body.view().data());
-    //
   }
   setHeaders();
   configure();
@@ -182,6 +182,10 @@ void AwaitedTransfer::configure() {
   curl_easy_setopt(easy(), CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(easy(), CURLOPT_MAXREDIRS, CurlUrlLoader::kMostRedirects);
   curl_easy_setopt(easy(), CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  if (const String file = HostSettings::certificateAuthorityFile(); !file.isEmpty()) {
+    curl_easy_setopt(easy(), CURLOPT_CAINFO, file.c_str());
+    curl_easy_setopt(easy(), CURLOPT_CAPATH, nullptr);  // not the system's authorities beside the host's
+  }
 }
 
 bool AwaitedTransfer::receiveBody(std::string_view bytes) {

@@ -1,16 +1,20 @@
 #include "platform/linux/LinuxFileSystem.h"
 
 #include <algorithm>
-#include <atomic>
+#include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <pwd.h>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
+#include <uuid/uuid.h>
 
 #include "foundation/ByteBuffer.h"
 #include "platform/HostSettings.h"
@@ -20,6 +24,7 @@ namespace pxa {
 
 namespace {
 
+constexpr off_t kLargestFile = 256 * 1024 * 1024;
 constexpr mode_t kOwnerOnlyFile = 0600;
 constexpr mode_t kOwnerOnlyDirectory = 0700;
 
@@ -68,11 +73,56 @@ std::string directoryOf(const String& path) {
   return directory.empty() ? "." : directory;
 }
 
-/// A name in the same directory that no other writer of this or another process uses.
+/// A file in the same directory that nobody can see, so that none is left behind when the process is killed
+/// while it writes; not open where the file system knows no such files.
+FileDescriptor openUnnamedFileBeside(const String& path) {
+  return FileDescriptor(::open(directoryOf(path).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, kOwnerOnlyFile));
+}
+
+bool giveName(const FileDescriptor& file, const std::string& path) {
+  const std::string open = "/proc/self/fd/" + std::to_string(file.get());
+  return ::linkat(AT_FDCWD, open.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+/// Writes the whole content to a new file and to the disk; false, and no file, when that failed.
+bool writeNewFile(const std::string& path, const Data& content) {
+  FileDescriptor file = openUnnamedFileBeside(path);
+  if (file.isOpen() && writeAll(file.get(), content.view()) && flush(file.get()) && giveName(file, path))
+    return true;
+  // A file system without such files, or a system without /proc.
+  file = FileDescriptor(
+      ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kOwnerOnlyFile));
+  if (!file.isOpen()) return false;
+  if (writeAll(file.get(), content.view()) && flush(file.get())) return true;
+  ::unlink(path.c_str());
+  return false;
+}
+
+constexpr std::string_view kTemporaryStart = ".pxalog-";
+constexpr std::string_view kTemporaryEnd = ".tmp";
+constexpr std::chrono::hours kLongestWrite{1};
+
+/// A name in the same directory that no other writer uses: not in this process, and not in one that has the
+/// same process number in another container.
 std::string temporaryPathBeside(const String& path) {
-  static std::atomic<unsigned> counter = 0;
-  return directoryOf(path) + "/.pxalog-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) +
-         ".tmp";
+  uuid_t uuid;
+  uuid_generate_random(uuid);
+  std::array<char, UUID_STR_LEN> text{};
+  uuid_unparse_lower(uuid, text.data());
+  return directoryOf(path).append("/").append(kTemporaryStart).append(text.data()).append(kTemporaryEnd);
+}
+
+/// Removes what writers have left that were killed long ago.
+void removeOldTemporariesBeside(const String& path) {
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(directoryOf(path), error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (!name.starts_with(kTemporaryStart) || !name.ends_with(kTemporaryEnd)) continue;
+    std::error_code gone;
+    const auto age = std::filesystem::file_time_type::clock::now() - entry->last_write_time(gone);
+    if (!gone && age > kLongestWrite) ::unlink(entry->path().c_str());
+  }
 }
 
 void flushDirectoryOf(const String& path) {
@@ -99,6 +149,7 @@ std::optional<Data> LinuxFileSystem::read(const String& path) {
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
   if (!file.isOpen() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  if (status.st_size > kLargestFile) return std::nullopt;
 
   ByteBuffer content;
   constexpr std::size_t kChunk = 65536;
@@ -118,16 +169,9 @@ bool LinuxFileSystem::write(const String& path, const Data& content) {
 }
 
 bool LinuxFileSystem::writeAtomically(const String& path, const Data& content) {
+  removeOldTemporariesBeside(path);
   const std::string temporary = temporaryPathBeside(path);
-  {
-    const FileDescriptor file(
-        ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kOwnerOnlyFile));
-    if (!file.isOpen()) return false;
-    if (!writeAll(file.get(), content.view()) || !flush(file.get())) {
-      ::unlink(temporary.c_str());
-      return false;
-    }
-  }
+  if (!writeNewFile(temporary, content)) return false;
   if (::rename(temporary.c_str(), path.c_str()) != 0) {
     ::unlink(temporary.c_str());
     return false;

@@ -1,27 +1,31 @@
 #pragma once
 
+#include <cstdint>
+
 #include "foundation/Mutex.h"
 #include "platform/NetworkInterfaces.h"
-#include "platform/linux/NetworkChanges.h"
+#include "platform/linux/NetworkWatcher.h"
+#include "platform/linux/Rtnetlink.h"
 
 namespace pxa {
 
-/// The interface of the default route is "en0", a further wired or wireless one "en1", a mobile one
-/// "pdp_ip0"; others keep their own names. Read again only after the kernel told of a change.
+/// The link of the default route is "en0", a further wired or wireless one "en1", a cellular one "pdp_ip0";
+/// others keep their own names. Read again only after the kernel told of a change.
 class LinuxNetworkInterfaces final : public NetworkInterfaces {
  public:
+  /// The watcher must live as long as this.
+  explicit LinuxNetworkInterfaces(NetworkWatcher& watcher) : watcher_(watcher) {}
+
   std::optional<std::vector<NetworkInterface>> list() override;
 
  private:
+  NetworkWatcher& watcher_;
   Mutex mutex_;
-  NetworkChanges changes_ GUARDED_BY(mutex_);
   std::optional<std::vector<NetworkInterface>> known_ GUARDED_BY(mutex_);
+  std::optional<std::uint64_t> knownGeneration_ GUARDED_BY(mutex_);
 };
 
-/// The interface of the best IPv4 default route in a table of the form of /proc/net/route; "" without one.
-std::string defaultRouteInterface(const std::string& routeTable);
-
-/// The name that a phone would give the interface.
-std::string phoneInterfaceName(const std::string& name, const std::string& defaultRouteInterface);
+/// The name that a phone would give the link.
+std::string phoneInterfaceName(const Link& link, int defaultRouteIndex);
 
 }  // namespace pxa

@@ -4,6 +4,7 @@
 
 #include "platform/HostSettings.h"
 #include "platform/Platform.h"
+#include "platform/SerialQueue.h"
 #include "platform/linux/CurlUrlLoader.h"
 #include "platform/linux/LinuxClock.h"
 #include "platform/linux/LinuxDeviceFacts.h"
@@ -11,6 +12,7 @@
 #include "platform/linux/LinuxNetworkInterfaces.h"
 #include "platform/linux/LinuxReachability.h"
 #include "platform/linux/LinuxThreads.h"
+#include "platform/linux/NetworkWatcher.h"
 #include "platform/linux/nlohmann_values.h"
 
 namespace pxa {
@@ -33,6 +35,18 @@ class AbsentCrashReporter final : public CrashReporter {
   bool enable() override { return false; }
 };
 
+/// The main queue is a serial queue of the library's own.
+class SerialQueues final : public DispatchQueues {
+ public:
+  std::shared_ptr<DispatchQueue> createSerialQueue(const char* label) override {
+    return std::make_shared<SerialQueue>(label);
+  }
+  DispatchQueue& mainQueue() override { return *mainQueue_; }
+
+ private:
+  const std::shared_ptr<SerialQueue> mainQueue_ = std::make_shared<SerialQueue>("pxa-main");
+};
+
 /// The host's sink, or standard error.
 class HostLog final : public PlatformLog {
  public:
@@ -49,8 +63,9 @@ const Platform& systemPlatform() {
   static auto& clock = *new LinuxClock;
   static auto& files = *new LinuxFileSystem;
   static auto& device = *new LinuxDeviceFacts;
-  static auto& interfaces = *new LinuxNetworkInterfaces;
-  static auto& reachability = *new LinuxReachabilityTargets;
+  static auto& networkWatcher = *new NetworkWatcher;
+  static auto& interfaces = *new LinuxNetworkInterfaces(networkWatcher);
+  static auto& reachability = *new LinuxReachabilityTargets(networkWatcher);
   static auto& urlLoader = *new CurlUrlLoader;
   static auto& jsonParser = *new NlohmannJsonParser;
   static auto& keyedArchive = *new CborKeyedArchive;
@@ -58,9 +73,10 @@ const Platform& systemPlatform() {
   static auto& crashReporter = *new AbsentCrashReporter;
   static auto& log = *new HostLog;
   static auto& threads = *new LinuxThreads;
+  static auto& queues = *new SerialQueues;
   static const auto& platform =
-      *new Platform{clock,      files,        device, interfaces,    reachability, urlLoader,
-                    jsonParser, keyedArchive, uuids,  crashReporter, log,          threads};
+      *new Platform{clock,        files, device,        interfaces, reachability, urlLoader, jsonParser,
+                    keyedArchive, uuids, crashReporter, log,        threads,      queues};
   return platform;
 }
 

@@ -1,5 +1,7 @@
 #include "platform/linux/nlohmann_values.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -20,10 +22,24 @@ namespace {
 
 using Json = nlohmann::json;
 
+constexpr auto kLargestSigned = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+
+/// What becomes of a dictionary that was read whole; nothing when it makes the whole text unreadable.
+using DictionaryReader = std::optional<Value> (*)(const Dictionary& dictionary);
+
+std::optional<Value> asItIs(const Dictionary& dictionary) {
+  return dictionary;
+}
+
 /// Builds a Value from what a parser reads, without recursion.
 class ValueBuilder final : public nlohmann::json_sax<Json> {
  public:
-  explicit ValueBuilder(std::size_t deepestNesting) : deepestNesting_(deepestNesting) {}
+  struct Rules {
+    std::size_t deepestNesting;
+    bool acceptsRepeatedKeys;  // of which the last value counts
+    DictionaryReader readDictionary;
+  };
+  explicit ValueBuilder(const Rules& rules) : rules_(rules) {}
 
   [[nodiscard]] const Value& root() const { return root_; }
 
@@ -31,7 +47,6 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
   bool boolean(bool value) override { return put(value); }
   bool number_integer(std::int64_t value) override { return put(value); }
   bool number_unsigned(std::uint64_t value) override {
-    constexpr auto kLargestSigned = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     return value <= kLargestSigned ? put(static_cast<std::int64_t>(value)) : put(value);
   }
   bool number_float(double value, const std::string&) override { return put(value); }
@@ -39,14 +54,19 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
   bool binary(Json::binary_t& value) override {
     return put(Data(std::string_view(reinterpret_cast<const char*>(value.data()), value.size())));
   }
-  bool start_object(std::size_t) override { return open(Dictionary()); }
+  bool start_object(std::size_t count) override {
+    return open(Dictionary(std::min(count, kMostEntriesAtOnce)));
+  }
   bool key(std::string& key) override {
     open_.back().key = key;
     return true;
   }
-  bool end_object() override { return close(); }
+  bool end_object() override {
+    const std::optional<Value> value = rules_.readDictionary(close().dictionary());
+    return value && put(*value);
+  }
   bool start_array(std::size_t) override { return open(Array()); }
-  bool end_array() override { return close(); }
+  bool end_array() override { return put(close()); }
   bool parse_error(std::size_t, const std::string&, const Json::exception&) override { return false; }
 
  private:
@@ -64,52 +84,142 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
     if (parent.container.kind() == Value::Kind::Array)
       parent.container.array().append(std::move(value));
     else
-      parent.container.dictionary().set(parent.key, std::move(value));
+      return putInto(parent.container.dictionary(), parent.key, std::move(value));
     return true;
   }
 
-  bool open(const Value& container) {
-    if (open_.size() == deepestNesting_) return false;
-    put(container);
-    open_.push_back({container, nullptr});
+  bool putInto(Dictionary dictionary, const String& key, Value value) const {
+    if (!rules_.acceptsRepeatedKeys && dictionary.contains(key.view())) return false;
+    dictionary.set(key, std::move(value));
     return true;
   }
 
-  bool close() {
+  bool open(Value container) {
+    if (open_.size() == rules_.deepestNesting) return false;
+    open_.push_back({std::move(container), nullptr});
+    return true;
+  }
+
+  Value close() {
+    Value container = std::move(open_.back().container);
     open_.pop_back();
-    return true;
+    return container;
   }
 
-  const std::size_t deepestNesting_;
+  static constexpr std::size_t kMostEntriesAtOnce = 10;
+
+  const Rules rules_;
   Value root_;
   std::vector<OpenContainer> open_;
 };
 
-std::optional<Value> read(const Data& bytes, Json::input_format_t format, std::size_t deepestNesting) {
-  ValueBuilder builder(deepestNesting);
+std::optional<Value> read(const Data& bytes, Json::input_format_t format, const ValueBuilder::Rules& rules) {
+  ValueBuilder builder(rules);
   const std::string_view view = bytes.view();
   if (!Json::sax_parse(view.begin(), view.end(), &builder, format)) return std::nullopt;
   return builder.root();
 }
 
-Json numberToJson(const Number& number) {
+// An archive has three kinds of numbers of its own: truth values, integers and doubles. A number of another
+// kind becomes a dictionary of one entry, whose key names the kind behind a mark. A key of one's own that
+// begins with the mark is written with a second one.
+constexpr char kMark = '\0';
+constexpr const char* kKindNames[] = {"char",   "int8",  "int16",  "int32",  "int64",
+                                      "uint64", "float", "double", "decimal"};
+
+bool isOfAnArchivesOwnKind(const Number& number) {
   switch (number.kind()) {
     case Number::Kind::Char:
-      if (const std::int64_t value = number.longLongValue(); value != 0 && value != 1) return value;
-      return number.boolValue();
+      return number.longLongValue() == 0 || number.longLongValue() == 1;
+    case Number::Kind::Int64:
+    case Number::Kind::Double:
+      return true;
+    case Number::Kind::UInt64:
+      return number.unsignedLongLongValue() > kLargestSigned;
+    default:
+      return false;
+  }
+}
+
+Json valueOf(const Number& number) {
+  switch (number.kind()) {
     case Number::Kind::UInt64:
       return number.unsignedLongLongValue();
     case Number::Kind::Float:
-      // The double that has the same text, not the one that has the same value.
-      if (const auto decimal = Decimal::parse(number.stringValue().view()))
-        return Number(*decimal).doubleValue();
-      return number.doubleValue();
     case Number::Kind::Double:
-    case Number::Kind::Decimal:
       return number.doubleValue();
+    case Number::Kind::Decimal:
+      return std::string(number.stringValue().view());
     default:
       return number.longLongValue();
   }
+}
+
+Json numberToJson(const Number& number) {
+  if (number.kind() == Number::Kind::Char && isOfAnArchivesOwnKind(number)) return number.boolValue();
+  if (isOfAnArchivesOwnKind(number)) return valueOf(number);
+  return Json::object(
+      {{kMark + std::string(kKindNames[static_cast<std::size_t>(number.kind())]), valueOf(number)}});
+}
+
+template <class Integer>
+std::optional<Value> numberWith(std::int64_t value) {
+  const auto narrow = static_cast<Integer>(value);
+  return static_cast<std::int64_t>(narrow) == value ? std::optional<Value>(Number(narrow)) : std::nullopt;
+}
+
+std::optional<Value> floatWith(double value) {
+  if (std::isfinite(value) && std::abs(value) > double{std::numeric_limits<float>::max()})
+    return std::nullopt;
+  return Number(static_cast<float>(value));
+}
+
+/// The number of that kind with that archived value; nothing for a pair that is never written.
+std::optional<Value> numberOfKind(std::string_view kind, const Value& archived) {
+  if (kind == "decimal") {
+    const auto decimal = Decimal::parse(archived.string().view());
+    return decimal ? std::optional<Value>(Number(*decimal)) : std::nullopt;
+  }
+  if (archived.kind() != Value::Kind::Number) return std::nullopt;
+  const Number number = archived.number();
+  if (number.kind() == Number::Kind::Double)
+    return kind == "float" ? floatWith(number.doubleValue()) : std::nullopt;
+  if (number.kind() != Number::Kind::Int64) return std::nullopt;
+  const std::int64_t value = number.longLongValue();
+  if (kind == "char") return numberWith<char>(value);
+  if (kind == "int8") return numberWith<signed char>(value);
+  if (kind == "int16") return numberWith<short>(value);
+  if (kind == "int32") return numberWith<int>(value);
+  if (kind == "uint64" && value >= 0) return numberWith<unsigned long long>(value);
+  return std::nullopt;
+}
+
+/// Undoes what the writing did to keys that begin with the mark.
+std::optional<Value> unmarked(const Dictionary& dictionary) {
+  Dictionary result(dictionary.size());
+  for (const Dictionary::Entry& entry : dictionary) {
+    const std::string_view key = entry.key.view();
+    if (!key.starts_with(kMark))
+      result.set(entry.key, entry.value);
+    else if (key.size() > 1 && key[1] == kMark)
+      result.set(key.substr(1), entry.value);
+    else
+      return dictionary.size() == 1 ? numberOfKind(key.substr(1), entry.value) : std::nullopt;
+  }
+  return result;
+}
+
+bool hasMarkedKey(const Dictionary& dictionary) {
+  return std::any_of(dictionary.begin(), dictionary.end(),
+                     [](const Dictionary::Entry& entry) { return entry.key.view().starts_with(kMark); });
+}
+
+std::optional<Value> withoutMarks(const Dictionary& dictionary) {
+  return hasMarkedKey(dictionary) ? unmarked(dictionary) : dictionary;
+}
+
+std::string archivedKey(std::string_view key) {
+  return key.starts_with(kMark) ? kMark + std::string(key) : std::string(key);
 }
 
 Json toJson(const Value& value, std::size_t levelsLeft) {
@@ -131,7 +241,7 @@ Json toJson(const Value& value, std::size_t levelsLeft) {
     case Value::Kind::Dictionary: {
       Json object = Json::object();
       for (const Dictionary::Entry& entry : value.dictionary())
-        object.emplace(std::string(entry.key.view()), toJson(entry.value, levelsLeft - 1));
+        object.emplace(archivedKey(entry.key.view()), toJson(entry.value, levelsLeft - 1));
       return object;
     }
     case Value::Kind::Object:
@@ -145,8 +255,10 @@ Json toJson(const Value& value, std::size_t levelsLeft) {
 std::optional<Value> NlohmannJsonParser::parse(const Data& text) {
   // The library takes a NUL for the end of the text.
   if (text.view().find('\0') != std::string_view::npos) return std::nullopt;
-  std::optional<Value> value =
-      read(text, Json::input_format_t::json, std::numeric_limits<std::size_t>::max());
+  std::optional<Value> value = read(text, Json::input_format_t::json,
+                                    {.deepestNesting = std::numeric_limits<std::size_t>::max(),
+                                     .acceptsRepeatedKeys = true,
+                                     .readDictionary = asItIs});
   if (value && value->kind() != Value::Kind::Array && value->kind() != Value::Kind::Dictionary)
     return std::nullopt;
   return value;
@@ -158,8 +270,11 @@ Data CborKeyedArchive::archive(const Dictionary& root) {
 }
 
 std::optional<Dictionary> CborKeyedArchive::unarchive(const Data& archive) {
-  if (!isPlainCbor(archive.view(), kDeepestNesting)) return std::nullopt;
-  const std::optional<Value> root = read(archive, Json::input_format_t::cbor, kDeepestNesting);
+  if (!isPlainCbor(archive.view(), {.deepestNesting = kDeepestNesting, .mostItems = kMostItems}))
+    return std::nullopt;
+  const std::optional<Value> root =
+      read(archive, Json::input_format_t::cbor,
+           {.deepestNesting = kDeepestNesting, .acceptsRepeatedKeys = false, .readDictionary = withoutMarks});
   if (!root || root->kind() != Value::Kind::Dictionary) return std::nullopt;
   return root->dictionary();
 }

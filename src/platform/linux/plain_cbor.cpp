@@ -38,7 +38,8 @@ std::optional<Head> takeHead(std::string_view& bytes) {
 
 }  // namespace
 
-bool isPlainCbor(std::string_view bytes, std::size_t deepestNesting) {
+bool isPlainCbor(std::string_view bytes, const CborLimits& limits) {
+  std::size_t items = 0;
   std::vector<std::uint64_t> itemsLeft{1};  // of each container that is open, the root's one item first
   while (!itemsLeft.empty()) {
     if (itemsLeft.back() == 0) {
@@ -47,7 +48,7 @@ bool isPlainCbor(std::string_view bytes, std::size_t deepestNesting) {
     }
     --itemsLeft.back();
     const std::optional<Head> head = takeHead(bytes);
-    if (!head) return false;
+    if (!head || ++items > limits.mostItems) return false;
     switch (head->type) {
       case MajorType::Bytes:
       case MajorType::Text:
@@ -57,7 +58,7 @@ bool isPlainCbor(std::string_view bytes, std::size_t deepestNesting) {
       case MajorType::Array:
       case MajorType::Map:
         // Every item takes a byte at least.
-        if (head->argument > bytes.size() || itemsLeft.size() > deepestNesting) return false;
+        if (head->argument > bytes.size() || itemsLeft.size() > limits.deepestNesting) return false;
         itemsLeft.push_back(head->type == MajorType::Map ? head->argument * 2 : head->argument);
         break;
       case MajorType::Tag:
