@@ -1,6 +1,7 @@
 #include "settings/insight_thread.h"
 
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -84,7 +85,11 @@ void PXALog::performanceSendThread(const Value&) {
     const std::shared_ptr<NetworkData> job = gs_blockQueue()->dequeue_network();
     const VeskHandleRef handle = rdm_getHandler(job->handlerId());
     if (handle == nullptr || !handle->isNetworkInsight()) continue;
-    queueResult(*job, *handle, probe(job->url()));
+    try {
+      queueResult(*job, *handle, probe(job->url()));
+    } catch (const std::exception&) {
+      // No memory for the result: the next job may have it.
+    }
   }
 }
 

@@ -162,7 +162,7 @@ TEST_P(BothSchemes, StopsQuicklyWithAClientThatNeverSentAnything) {
 }
 
 TEST_P(BothSchemes, StopsQuicklyWhileItIsSilentOrDelaysAnAnswer) {
-  for (const Behaviour behaviour : {Behaviour{.fault = Fault::Silent}, Behaviour{.delay = 10min}}) {
+  for (const Behaviour& behaviour : {Behaviour{.fault = Fault::Silent}, Behaviour{.delay = 10min}}) {
     collector_.emplace();
     collector_->setBehaviour(behaviour);
     auto result =
@@ -371,10 +371,54 @@ TEST(Collector, CutsTheConnectionOfASettingsRequest) {
 TEST(Collector, AnswersAProbe) {
   Collector collector;
   HttpClient client;
-  const HttpResult result = client.get(base(collector, Scheme::Https) + "/any/thing");
+  const HttpResult result = client.get(base(collector, Scheme::Https) + "/any/thing?x=1");
   EXPECT_EQ(result.status, 200);
   EXPECT_EQ(result.body, "ok");
-  EXPECT_EQ(collector.record().otherPaths, std::vector<std::string>{"/any/thing"});
+  const auto probes = collector.probes();
+  ASSERT_EQ(probes.size(), 1U);
+  EXPECT_EQ(probes[0].path, "/any/thing?x=1");
+  EXPECT_EQ(probes[0].headers.find("host")->second, "127.0.0.1:" + std::to_string(collector.httpsPort()));
+  EXPECT_TRUE(probes[0].isHttps);
+}
+
+TEST(Collector, AnswersProbesAloneAsItIsToldForProbes) {
+  Collector collector;
+  HttpClient client;
+  const std::string url = base(collector, Scheme::Http);
+  collector.setProbeBehaviour({.status = 404});
+  EXPECT_EQ(client.get(url + "/probe").status, 404);
+  EXPECT_EQ(client.get(url + "/v2/app/logsconf").status, 200);
+  EXPECT_EQ(client.post(url + "/v2/log", "[]").status, 200);
+  collector.setProbeBehaviour({.fault = Fault::CutBeforeHead});
+  EXPECT_NE(client.get(url + "/probe").code, CURLE_OK);
+}
+
+TEST(Collector, SendsAClientOnToALocation) {
+  Collector collector;
+  collector.setProbeBehaviour({.status = 302, .location = "/elsewhere"});
+  RawClient client(collector.httpPort());
+  client.send("GET /probe HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
+  const std::string received = client.readToEnd();
+  EXPECT_TRUE(received.starts_with("HTTP/1.1 302 ")) << received;
+  EXPECT_NE(received.find("Location: /elsewhere\r\n"), std::string::npos) << received;
+}
+
+TEST(Collector, SendsNobodyOnWithoutALocation) {
+  Collector collector;
+  collector.setProbeBehaviour({.status = 302});
+  RawClient client(collector.httpPort());
+  client.send("GET /probe HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
+  EXPECT_EQ(client.readToEnd().find("Location"), std::string::npos);
+}
+
+TEST(Collector, CanBeVerifiedByItsCertificate) {
+  Collector collector;
+  Collector other;
+  HttpClient client;
+  client.trustOnly(collector.certificate());
+  EXPECT_EQ(client.get("https://localhost:" + std::to_string(collector.httpsPort())).status, 200);
+  EXPECT_EQ(client.get("https://127.0.0.1:" + std::to_string(collector.httpsPort())).status, 0);
+  EXPECT_EQ(client.get("https://localhost:" + std::to_string(other.httpsPort())).status, 0);
 }
 
 TEST(Collector, ServesOthersWhileManyConnectionsAreSilent) {

@@ -15,8 +15,10 @@ ReceivedRequest requestWith(const std::string& body) {
 
 TEST(EventTable, ShowsAHeadingAlone) {
   const std::string text = EventTable().text();
-  EXPECT_TRUE(text.starts_with("type  level  project"));
-  EXPECT_EQ(text.find('\n'), text.size() - 1);
+  EXPECT_EQ(
+      text,
+      "type  level  project  version  user  session  platform  model  network  carrier  locale  host  code"
+      "  rate  message\n");
 }
 
 TEST(EventTable, PutsEachEventOnALineWithItsFieldsUnderTheirHeadings) {
@@ -28,6 +30,25 @@ TEST(EventTable, PutsEachEventOnALineWithItsFieldsUnderTheirHeadings) {
   const std::string rows = text.substr(heading.size() + 1);
   EXPECT_EQ(rows.substr(column, 3), "one");
   EXPECT_EQ(rows.substr(rows.find('\n') + 1 + column, 3), "two");
+}
+
+/// The last columns of a row with that event alone.
+std::string endOfRow(const std::string& event) {
+  EventTable table;
+  table.add(requestWith("[" + event + "]"));
+  const std::string text = table.text();
+  return text.substr(text.find('\n') + 1 + text.find("code"));
+}
+
+TEST(EventTable, ShowsHowOftenAnEventFailedBetweenItsCodeAndItsMessage) {
+  EXPECT_EQ(endOfRow(R"({"errorCode":"E42","errorRate":"2","body":"one"})"), "E42   2     one\n");
+  EXPECT_EQ(endOfRow(R"({"errorRate":3,"body":"two"})"), "-     3     two\n");
+  EXPECT_EQ(endOfRow(R"({"body":"three"})"), "-     -     three\n");
+}
+
+TEST(EventTable, CutsARateOfMoreThanFourCharacters) {
+  EXPECT_EQ(endOfRow(R"({"errorRate":"1234"})"), "-     1234  -\n");
+  EXPECT_EQ(endOfRow(R"({"errorRate":"12345"})"), "-     123…  -\n");
 }
 
 TEST(EventTable, CutsALongMessageAfterAWholeCharacter) {

@@ -34,6 +34,14 @@ void HttpClient::setTimeout(std::chrono::milliseconds timeout) {
   curl_easy_setopt(handle_.get(), CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
 }
 
+void HttpClient::trustOnly(const std::string& certificate) {
+  curl_blob blob{const_cast<char*>(certificate.data()), certificate.size(), CURL_BLOB_COPY};
+  curl_easy_setopt(handle_.get(), CURLOPT_CAINFO_BLOB, &blob);
+  curl_easy_setopt(handle_.get(), CURLOPT_CAPATH, nullptr);
+  curl_easy_setopt(handle_.get(), CURLOPT_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(handle_.get(), CURLOPT_SSL_VERIFYHOST, 2L);
+}
+
 HttpResult HttpClient::get(const std::string& url) {
   curl_easy_setopt(handle_.get(), CURLOPT_HTTPGET, 1L);
   return perform(url);

@@ -15,12 +15,15 @@ struct HttpResult {
   std::string body;
 };
 
-/// An HTTP client that accepts any certificate and keeps its connection for the next request. For one thread.
+/// An HTTP client that accepts any certificate, unless told otherwise, and keeps its connection for the next request. For one thread.
 class HttpClient {
  public:
   HttpClient();
 
   void setTimeout(std::chrono::milliseconds timeout);
+
+  /// From now on accepts servers with this certificate only, in PEM, under the names that it gives.
+  void trustOnly(const std::string& certificate);
 
   HttpResult get(const std::string& url);
   HttpResult post(const std::string& url, const std::string& body);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <string>
 
 namespace pxa::tools {
 
@@ -17,6 +18,7 @@ struct Behaviour {
   int status = 200;  ///< 100 to 599
   std::chrono::milliseconds delay{0};
   Fault fault = Fault::None;
+  std::string location = {};  ///< where the answer sends the client on to; empty for nowhere
 };
 
 }  // namespace pxa::tools

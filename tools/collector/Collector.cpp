@@ -71,6 +71,7 @@ class Collector::Impl {
 
   int httpPort() const { return http_.port(); }
   int httpsPort() const { return https_.port(); }
+  std::string certificate() const { return tls_.certificate(); }
 
   /// Gives the state, locked, to an operation that reads or changes it.
   template <class Operation>
@@ -98,7 +99,7 @@ class Collector::Impl {
     if (request.method == "POST") {
       return path.ends_with(kLogPath) ? answerPost(std::move(request)) : plainAnswer(404, "no such path");
     }
-    return path.ends_with(kSettingsPath) ? answerSettings(request.target) : answerProbe(request.target);
+    return path.ends_with(kSettingsPath) ? answerSettings(request.target) : answerProbe(std::move(request));
   }
 
   HttpAnswer answerPost(HttpRequest request) {
@@ -142,11 +143,14 @@ class Collector::Impl {
     return answer;
   }
 
-  HttpAnswer answerProbe(const std::string& path) {
+  HttpAnswer answerProbe(HttpRequest request) {
     const std::lock_guard lock(mutex_);
-    record_.otherPaths.push_back(path);
+    record_.probes.push_back({std::move(request.target), std::move(request.headers), request.isHttps});
     changed_.notify_all();
-    return plainAnswer(200, "ok");
+    HttpAnswer answer;
+    answer.body = "ok";
+    answer.behaviour = probeBehaviour_;
+    return answer;
   }
 
   // Constant after construction.
@@ -166,6 +170,7 @@ class Collector::Impl {
   Behaviour settingsBehaviour_;
   int settingsStatus_ = 200;
   std::optional<std::string> rawSettings_;
+  Behaviour probeBehaviour_;
 
   // Last, so that nothing is asked of the members above before they are there or after they have gone.
   HttpServer http_;
@@ -184,8 +189,12 @@ int Collector::httpsPort() const {
   return impl_->httpsPort();
 }
 
+std::string Collector::certificate() const {
+  return impl_->certificate();
+}
+
 void Collector::setBehaviour(Behaviour behaviour) {
-  impl_->locked([&](Impl& state) { state.standing_ = behaviour; });
+  impl_->locked([&](Impl& state) { state.standing_ = std::move(behaviour); });
 }
 
 void Collector::setBehaviourForNext(std::vector<Behaviour> script) {
@@ -208,7 +217,11 @@ void Collector::setSettingsAnswer(int status, std::string rawBody) {
 }
 
 void Collector::setSettingsBehaviour(Behaviour behaviour) {
-  impl_->locked([&](Impl& state) { state.settingsBehaviour_ = behaviour; });
+  impl_->locked([&](Impl& state) { state.settingsBehaviour_ = std::move(behaviour); });
+}
+
+void Collector::setProbeBehaviour(Behaviour behaviour) {
+  impl_->locked([&](Impl& state) { state.probeBehaviour_ = std::move(behaviour); });
 }
 
 Record Collector::record() const {
@@ -221,6 +234,10 @@ std::vector<ReceivedRequest> Collector::requests() const {
 
 std::vector<std::string> Collector::settingsPaths() const {
   return std::as_const(*impl_).locked([](const Impl& state) { return state.record_.settingsPaths; });
+}
+
+std::vector<ReceivedProbe> Collector::probes() const {
+  return std::as_const(*impl_).locked([](const Impl& state) { return state.record_.probes; });
 }
 
 std::size_t Collector::acceptedElements() const {

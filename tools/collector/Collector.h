@@ -27,6 +27,13 @@ struct ReceivedRequest {
   std::vector<Element> elements;
 };
 
+/// One GET that does not ask for settings, as it came.
+struct ReceivedProbe {
+  std::string path;  ///< as it stands in the request line, nothing decoded
+  Headers headers;
+  bool isHttps = false;
+};
+
 /// The switches that a settings request is answered with.
 struct ProjectSettings {
   bool log = true;
@@ -40,7 +47,7 @@ struct ProjectSettings {
 struct Record {
   std::vector<ReceivedRequest> requests;   ///< posts of events
   std::vector<std::string> settingsPaths;  ///< paths of the settings requests
-  std::vector<std::string> otherPaths;     ///< paths of every other GET
+  std::vector<ReceivedProbe> probes;       ///< every other GET
   std::size_t acceptedElements = 0;        ///< elements of the posts that are answered with 200
 };
 
@@ -60,7 +67,7 @@ struct Options {
 ///
 ///   POST …/v2/log     an array of events; answered as the behaviour says
 ///   GET …/logsconf    the project's settings
-///   GET anything      200 "ok", a target for probes
+///   GET anything      "ok", a target for probes
 ///
 /// It starts in the constructor; after the destructor no thread, port or file is left, even with clients
 /// connected. Every operation is thread-safe.
@@ -78,6 +85,9 @@ class Collector {
   int httpPort() const;
   int httpsPort() const;
 
+  /// The certificate of HTTPS, in PEM; it names the host "localhost" and signs itself.
+  std::string certificate() const;
+
   /// How the next posts are answered, until told otherwise.
   void setBehaviour(Behaviour behaviour);
 
@@ -94,10 +104,14 @@ class Collector {
   /// Delay and fault of the answers to settings requests. Its status is not used.
   void setSettingsBehaviour(Behaviour behaviour);
 
+  /// How every other GET is answered, until told otherwise.
+  void setProbeBehaviour(Behaviour behaviour);
+
   /// A copy of everything that has arrived, respectively of a part of it.
   Record record() const;
   std::vector<ReceivedRequest> requests() const;
   std::vector<std::string> settingsPaths() const;
+  std::vector<ReceivedProbe> probes() const;
   std::size_t acceptedElements() const;
 
   /// Waits until the test holds, which is asked again after every arrival, and returns whether it does; false

@@ -21,7 +21,7 @@ constexpr Column kColumns[] = {
     {"version", "projectVersion", 8}, {"user", "UserID", 10},       {"session", "SessionID", 8},
     {"platform", "Platform", 16},     {"model", "DeviceModel", 10}, {"network", "NetworkType", 13},
     {"carrier", "Carrier", 8},        {"locale", "Locale", 10},     {"host", "host", 15},
-    {"code", "errorCode", 5},         {"message", "body", 44},
+    {"code", "errorCode", 5},         {"rate", "errorRate", 4},     {"message", "body", 44},
 };
 
 bool continuesACharacter(char byte) {

@@ -86,6 +86,7 @@ bool mayHaveBody(int status) {
 
 void fillResponse(const HttpAnswer& answer, httplib::Response& response) {
   response.status = answer.behaviour.status;
+  if (!answer.behaviour.location.empty()) response.set_header("Location", answer.behaviour.location);
   if (answer.behaviour.fault == Fault::CutAfterHead) {
     response.set_header("Content-Type", answer.contentType);
     response.set_header("Content-Length", kPromisedButCut);

@@ -1,7 +1,9 @@
 #include "collector/TlsContext.h"
 
 #include <cstdint>
+#include <openssl/bio.h>
 #include <openssl/evp.h>
+#include <openssl/pem.h>
 #include <openssl/rand.h>
 #include <openssl/x509.h>
 #include <stdexcept>
@@ -17,6 +19,9 @@ struct FreeKey {
 };
 struct FreeCertificate {
   void operator()(X509* certificate) const { X509_free(certificate); }
+};
+struct FreeBio {
+  void operator()(BIO* bio) const { BIO_free(bio); }
 };
 using Key = std::unique_ptr<EVP_PKEY, FreeKey>;
 using Certificate = std::unique_ptr<X509, FreeCertificate>;
@@ -60,6 +65,15 @@ TlsContext::TlsContext() : context_(SSL_CTX_new(TLS_server_method())) {
   const Certificate certificate = selfSigned(key.get());
   require(SSL_CTX_use_certificate(context_.get(), certificate.get()) == 1, "use of the certificate");
   require(SSL_CTX_use_PrivateKey(context_.get(), key.get()) == 1, "use of the key");
+}
+
+std::string TlsContext::certificate() const {
+  const std::unique_ptr<BIO, FreeBio> text(BIO_new(BIO_s_mem()));
+  require(text != nullptr, "memory");
+  require(PEM_write_bio_X509(text.get(), SSL_CTX_get0_certificate(get())) == 1, "certificate text");
+  const char* begin = nullptr;
+  const long size = BIO_get_mem_data(text.get(), &begin);
+  return {begin, static_cast<std::size_t>(size)};
 }
 
 }  // namespace pxa::tools

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <openssl/ssl.h>
+#include <string>
 
 namespace pxa::tools {
 
@@ -14,6 +15,9 @@ class TlsContext {
 
   /// For the connections of the server; owned by this object.
   SSL_CTX* get() const { return context_.get(); }
+
+  /// The certificate, in PEM.
+  std::string certificate() const;
 
  private:
   struct Free {
