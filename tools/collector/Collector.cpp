@@ -116,7 +116,7 @@ class Collector::Impl {
   /// record.
   Behaviour note(ReceivedRequest post) {
     const std::lock_guard lock(mutex_);
-    const Behaviour behaviour = nextBehaviour();
+    Behaviour behaviour = nextBehaviour();
     const bool isAccepted = behaviour.status == 200 && behaviour.fault == Fault::None;
     if (isAccepted) record_.acceptedElements += post.elements.size();
     if (keepsRequests_) record_.requests.push_back(std::move(post));
@@ -126,7 +126,7 @@ class Collector::Impl {
 
   Behaviour nextBehaviour() {
     if (script_.empty()) return standing_;
-    const Behaviour behaviour = script_.front();
+    Behaviour behaviour = script_.front();
     script_.pop_front();
     return behaviour;
   }

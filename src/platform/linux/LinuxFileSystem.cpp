@@ -24,7 +24,7 @@ namespace pxa {
 
 namespace {
 
-constexpr off_t kLargestFile = 256 * 1024 * 1024;
+constexpr off_t kLargestFile = off_t{256} * 1024 * 1024;
 constexpr mode_t kOwnerOnlyFile = 0600;
 constexpr mode_t kOwnerOnlyDirectory = 0700;
 

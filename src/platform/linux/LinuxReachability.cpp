@@ -140,7 +140,7 @@ std::shared_ptr<ReachabilityTarget> LinuxReachabilityTargets::createWithName(con
   const auto watch = std::make_shared<Watch>(std::vector<IpAddress>());
   watcher_.start();  // for the look-ups that follow; where it cannot, there will be none
   watch->setName(name);
-  const auto target = targetOf(watch, watcher_);
+  auto target = targetOf(watch, watcher_);
   watch->resolveName();
   return target;
 }
