@@ -14,6 +14,7 @@
 #include "platform/linux/LinuxReachability.h"
 #include "support/OwnNetwork.h"
 #include "support/TemporaryDirectory.h"
+#include "support/network_watcher.h"
 #include "support/reachability.h"
 #include "support/wait.h"
 
@@ -27,7 +28,7 @@ using test::waitUntil;
 using namespace test::flags;
 
 LinuxReachabilityTargets newTargets() {
-  return LinuxReachabilityTargets(*new NetworkWatcher);  // its thread lives as long as the process
+  return LinuxReachabilityTargets(test::newWatcher());
 }
 
 /// Hears what a target tells.

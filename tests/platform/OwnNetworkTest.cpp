@@ -9,10 +9,10 @@
 #include <pxalog/ReachabilityFlags.h>
 
 #include "platform/linux/LinuxNetworkInterfaces.h"
-#include "platform/linux/NetworkWatcher.h"
 #include "platform/linux/Rtnetlink.h"
 #include "platform/linux/reachability_flags.h"
 #include "support/OwnNetwork.h"
+#include "support/network_watcher.h"
 #include "support/reachability.h"
 #include "support/wait.h"
 
@@ -21,6 +21,7 @@ namespace pxa {
 namespace {
 
 using test::ip;
+using test::newWatcher;
 using test::waitUntil;
 
 using namespace test::flags;
@@ -36,10 +37,6 @@ IpAddress address(const char* text) {
 
 std::optional<std::uint32_t> flagsOf(const char* text) {
   return reachabilityFlagsOf({address(text)});
-}
-
-NetworkWatcher& newWatcher() {
-  return *new NetworkWatcher;  // its thread lives as long as the process
 }
 
 /// Name and address of every IPv4 interface, in the kernel's order.
