@@ -62,6 +62,20 @@ bool isWellFormed(std::string_view bytes) noexcept {
   return true;
 }
 
+bool isAscii(std::string_view bytes) noexcept {
+  return asciiPrefix(bytes) == bytes.size();
+}
+
+std::size_t utf16Length(std::string_view text) noexcept {
+  std::size_t units = 0;
+  for (const char byte : text) {
+    const auto value = static_cast<unsigned char>(byte);
+    if (!isContinuation(value)) ++units;
+    if (value >= 0xF0) ++units;  // a surrogate pair
+  }
+  return units;
+}
+
 std::string repaired(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size() + 8);
