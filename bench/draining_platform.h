@@ -9,6 +9,7 @@ namespace pxa::bench {
 /// Takes every request at once with status 200: what is left is the library's own work.
 class InstantLoader final : public UrlLoader {
  public:
+  void prepare() override {}
   void connectionWithRequest(const UrlRequest&, std::shared_ptr<UrlConnectionDelegate> delegate) override {
     class Connection final : public UrlConnection {
       void stopRunLoop() override {}

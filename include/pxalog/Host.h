@@ -68,6 +68,26 @@ using UnitySendMessage = std::function<void(const char* object, const char* meth
 /// called.
 PXALOG_EXPORT void setUnitySendMessage(UnitySendMessage function);
 
+/// Runs a task on the application's main thread, now or later.
+using MainThreadExecutor = std::function<void(std::function<void()> task)>;
+/// Whether the calling thread is the application's main thread.
+using IsMainThread = std::function<bool()>;
+/// Lets the library do on the application's main thread what belongs there: posting notifications, and the
+/// handling of a crash, the crash block included. The executor is called on any thread and should return at
+/// once. The test is also called in the signal handler of a crashed thread, where it may do no more than
+/// compare ids of threads. Say it before the first initialisation. Default, and again unless both are given: a thread of the library's own.
+PXALOG_EXPORT void setMainThread(MainThreadExecutor executor, IsMainThread isMainThread);
+
+/// Gives the calling thread a small stack of its own for signals, freed with the thread, so that a crash by
+/// stack overflow is reported too. A thread that has one already keeps it. The thread that switches crash
+/// reporting on, the main thread that setMainThread names, and the library's own threads are prepared without
+/// this call. False when there is no memory for one. At any time.
+PXALOG_EXPORT bool prepareThread();
+
+/// Whether a crash that could not be delivered is saved, together with the other events whose delivery
+/// failed, so that the next start sends it. Default: it is lost with the process. At any time.
+PXALOG_EXPORT void setKeepUndeliveredCrashes(bool keep);
+
 /// Takes one console line, without line break.
 using LogSink = std::function<void(const String& line)>;
 /// Replaces standard error as the place of the library's few console lines. Called on any thread, one that

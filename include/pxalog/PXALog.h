@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 #include <pxalog/String.h>
 
@@ -252,6 +253,13 @@ PXALOG_EXPORT void handledInfo_withException(const String& message, const String
 PXALOG_EXPORT void handledWarn_withException(const String& message, const String& exception);
 PXALOG_EXPORT void handledError_withException(const String& message, const String& exception);
 PXALOG_EXPORT void handledFatal_withException(const String& message, const String& exception);
+
+/// Sets what runs first when the application crashes, before the report is sent; an empty function takes it
+/// away. It runs once, on the main thread (see Host::setMainThread), in a process that is broken: it should
+/// be short and touch little. What it throws is dropped; a crash in it ends the process. Only a crash of an
+/// application that has opened handle "0" is sent, and by that handle, whatever handle it logs with. At any
+/// time. Selector: setCrashBlock:
+PXALOG_EXPORT void setCrashBlock(std::function<void()> block);
 
 // Lifecycle hooks, which Host::didEnterBackground and Host::willEnterForeground call. The notification is not
 // looked at. Before the first initialisation they do nothing.

@@ -4,6 +4,7 @@
 #include <pxalog/NotificationCenter.h>
 
 #include "platform/HostSettings.h"
+#include "platform/Platform.h"
 
 namespace pxa {
 
@@ -33,6 +34,18 @@ void Host::setDeviceFacts(const DeviceFacts& facts) {
 
 void Host::setUnitySendMessage(UnitySendMessage function) {
   HostSettings::setUnitySendMessage(std::move(function));
+}
+
+void Host::setMainThread(MainThreadExecutor executor, IsMainThread isMainThread) {
+  HostSettings::setMainThread(std::move(executor), std::move(isMainThread));
+}
+
+bool Host::prepareThread() {
+  return Platform::current().threads.prepareForCrash();
+}
+
+void Host::setKeepUndeliveredCrashes(bool keep) {
+  HostSettings::setKeepUndeliveredCrashes(keep);
 }
 
 void Host::setLogSink(LogSink sink) {

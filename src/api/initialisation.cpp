@@ -14,6 +14,7 @@
 #include "api/validation.h"
 #include "crash/crash_capture.h"
 #include "event/event_keys.h"
+#include "platform/Platform.h"
 #include "settings/settings_thread.h"
 #include "transport/BulkEventLists.h"
 #include "transport/VeskHttpsDelegate.h"
@@ -115,9 +116,15 @@ void startKeepcell(VeskHandle& handle) {
   if (!processFlags().isCrashReportingSetUp) PXALog::createLogSendThread();
 }
 
+void reportCrashesOf(const String& handleId) {
+  if (const VeskHandleRef handle = PXALog::rdm_getHandler(handleId); handle != nullptr)
+    Platform::current().crashReporter.setApplication(handle->projectName(), handle->projectVersion());
+  PXALog::enableSendCrashReport();
+}
+
 void startOrdinary(const String& handleId, bool enablePlcrashreporter) {
   if (!processFlags().isCrashReportingSetUp) {
-    if (enablePlcrashreporter) PXALog::enableSendCrashReport();
+    if (enablePlcrashreporter) reportCrashesOf(handleId);
     processFlags().isCrashReportingSetUp = true;
   }
   gs_blockQueue()->enqueue_handler(handleId);

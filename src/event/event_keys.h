@@ -37,6 +37,12 @@ inline String handleId() {
   return "handleId"_text;
 }
 
+inline String freeMemory() {
+  return "FreeMemory"_text;
+}
+inline String freeDiskSpace() {
+  return "FreeDiskSpace"_text;
+}
 inline String logLevel() {
   return "logLevel"_text;
 }

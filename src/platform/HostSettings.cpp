@@ -1,6 +1,9 @@
 #include "platform/HostSettings.h"
 
+#include <atomic>
+#include <memory>
 #include <utility>
+#include <vector>
 
 #include "foundation/Mutex.h"
 
@@ -15,6 +18,10 @@ struct Settings {
   String certificateAuthorityFile;
   Host::DeviceFacts facts;
   Host::UnitySendMessage unitySendMessage;
+  Host::MainThreadExecutor mainThreadExecutor;
+  // Never destroyed: a signal handler may be in one.
+  std::vector<std::unique_ptr<const Host::IsMainThread>> mainThreadTests;
+  bool keepsUndeliveredCrashes = false;
   Host::LogSink logSink;
 };
 
@@ -23,6 +30,8 @@ Settings& settings() REQUIRES(gs_mutex) {
   static auto& settings = *new Settings;
   return settings;
 }
+
+std::atomic<const Host::IsMainThread*> gs_isMainThread = nullptr;
 
 template <class T>
 T copyOf(T Settings::*member) {
@@ -80,6 +89,34 @@ Host::UnitySendMessage unitySendMessage() {
 }
 void setUnitySendMessage(Host::UnitySendMessage function) {
   replace(&Settings::unitySendMessage, std::move(function));
+}
+
+Host::MainThreadExecutor mainThreadExecutor() {
+  return copyOf(&Settings::mainThreadExecutor);
+}
+void setMainThread(Host::MainThreadExecutor executor, Host::IsMainThread isMainThread) {
+  const bool isGiven = executor && isMainThread;
+  auto test = isGiven ? std::make_unique<const Host::IsMainThread>(std::move(isMainThread)) : nullptr;
+  if (!isGiven) executor = nullptr;
+  const Guard guard(gs_mutex);
+  gs_isMainThread = test.get();
+  if (test != nullptr) settings().mainThreadTests.push_back(std::move(test));
+  std::swap(settings().mainThreadExecutor, executor);
+}
+bool isMainThread() noexcept {
+  const Host::IsMainThread* test = gs_isMainThread;
+  try {
+    return test != nullptr && (*test)();
+  } catch (...) {
+    return false;
+  }
+}
+
+bool keepsUndeliveredCrashes() {
+  return copyOf(&Settings::keepsUndeliveredCrashes);
+}
+void setKeepUndeliveredCrashes(bool keep) {
+  replace(&Settings::keepsUndeliveredCrashes, keep);
 }
 
 Host::LogSink logSink() {

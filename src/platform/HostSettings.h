@@ -26,6 +26,17 @@ void setDeviceFacts(const Host::DeviceFacts& facts);
 Host::UnitySendMessage unitySendMessage();
 void setUnitySendMessage(Host::UnitySendMessage function);
 
+/// Empty until the host gives one.
+Host::MainThreadExecutor mainThreadExecutor();
+/// An executor without a test, or a test without an executor, gives neither.
+void setMainThread(Host::MainThreadExecutor executor, Host::IsMainThread isMainThread);
+/// What the host's test says of the calling thread; false without one. Safe in a signal handler if the host's
+/// test is.
+bool isMainThread() noexcept;
+
+bool keepsUndeliveredCrashes();
+void setKeepUndeliveredCrashes(bool keep);
+
 Host::LogSink logSink();
 void setLogSink(Host::LogSink sink);
 

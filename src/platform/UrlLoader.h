@@ -53,7 +53,7 @@ class AuthenticationChallenge {
 class UrlConnection {
  public:
   virtual ~UrlConnection() = default;
-  /// Wakes whoever waits for the outcome of this connection.
+  /// Stops the run loop that the thread which started the connection had then, if it had one.
   virtual void stopRunLoop() = 0;
 };
 
@@ -77,6 +77,10 @@ class UrlConnectionDelegate {
 class UrlLoader {
  public:
   virtual ~UrlLoader() = default;
+
+  /// Has ready what requests take, for a process that may run out of it: a crashed one, perhaps. Without effect
+  /// when the system has none to give.
+  virtual void prepare() = 0;
 
   /// Starts the request and returns at once. Redirects are not followed, and a request is never sent twice.
   /// The server's certificate is verified unless the delegate answers the challenge with the server's trust.

@@ -74,6 +74,8 @@ class VeskBlockQueue {
   /// Writes each queue that is not empty to its file, in place of an earlier file, and empties it, even when
   /// the write fails.
   void saveToFile();
+  /// Writes the failed events, and those that their file holds already, to that file, and empties the queue.
+  void saveFailedToFile();
   /// Reads both files back to the tails of the queues they came from and deletes them.
   void FileToMemory();
   /// Reads both files into the log queue and deletes them. If there was a file of failed events, every event

@@ -98,6 +98,12 @@ void VeskBlockQueue::saveToFile() {
   runGuarded(&VeskBlockQueue::saveFailedEvents, "[saveToFile] fileArray : ");
 }
 
+void VeskBlockQueue::saveFailedToFile() {
+  const Guard monitor(persistenceMonitor_);
+  runGuarded(&VeskBlockQueue::reloadFailedEvents, "[FileToMemory] fileArray: ");
+  runGuarded(&VeskBlockQueue::saveFailedEvents, "[saveToFile] fileArray : ");
+}
+
 void VeskBlockQueue::saveLogs() {
   const Guard guard(condition_);
   save(logArray_, &Events::waiting, dataFilePath(), logArrayKey(), savedLogs_);

@@ -13,6 +13,7 @@
 #include "event/event_keys.h"
 #include "platform/HostSettings.h"
 #include "platform/Platform.h"
+#include "platform/RunLoop.h"
 #include "platform/console.h"
 
 namespace pxa {
@@ -87,6 +88,8 @@ void VeskHttpsDelegate::connection_didFailWithError(UrlConnection& connection, c
 
 void VeskHttpsDelegate::requestCouldNotStart(const char* reason) {
   fail(reason);
+  const std::shared_ptr<RunLoop>& waiting = RunLoop::current();
+  if (shouldStopRunloop_ && waiting != nullptr) waiting->stop();
 }
 
 void VeskHttpsDelegate::fail(const char* reason) {

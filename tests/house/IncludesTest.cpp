@@ -17,9 +17,9 @@ const fs::path kRoot = PXALOG_SOURCE_DIR;
 
 /// Rooms from the ground up; rooms of one floor do not include each other.
 const std::vector<std::set<std::string>> kFloors = {
-    {"foundation"}, {"diagnostics"}, {"platform"},   {"platform/linux"}, {"json", "device"},
-    {"event"},      {"queue"},       {"api/handle"}, {"transport"},      {"settings", "crash"},
-    {"api"}};
+    {"foundation"},        {"diagnostics"}, {"platform"}, {"platform/linux/crash"}, {"platform/linux"},
+    {"json", "device"},    {"event"},       {"queue"},    {"api/handle"},           {"transport"},
+    {"settings", "crash"}, {"api"}};
 
 std::string roomOf(const fs::path& relative) {
   return relative.parent_path().string();
@@ -73,7 +73,7 @@ TEST(House, IncludesGoDownOrStayInTheirRoom) {
 
 TEST(House, KnowsThePlatformsFolderNowhereElse) {
   for (const fs::path& source : sourcesUnder(kRoot / "src")) {
-    if (roomOf(fs::relative(source, kRoot / "src")) == "platform/linux") continue;
+    if (roomOf(fs::relative(source, kRoot / "src")).starts_with("platform/linux")) continue;
     for (const std::string& include : includesOf(source, '"'))
       EXPECT_FALSE(include.starts_with("platform/linux/")) << source << " includes " << include;
   }

@@ -1,6 +1,10 @@
+#include <atomic>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/HostSettings.h"
@@ -162,6 +166,80 @@ TEST(HostSettings, ForgetTheFileOfCertificateAuthoritiesForNilOrEmpty) {
     Host::setCertificateAuthorityFile(none);
     EXPECT_TRUE(HostSettings::certificateAuthorityFile().isEmpty());
   }
+}
+
+// The host's main thread.
+
+bool hasMainThread() {
+  return HostSettings::mainThreadExecutor() != nullptr;
+}
+
+void setMainThreadThatIsThisOne() {
+  HostSettings::setMainThread([](const std::function<void()>& task) { task(); }, [] { return true; });
+}
+
+TEST(HostSettings, HaveNoMainThreadUntilTheHostGivesOne) {
+  EXPECT_FALSE(hasMainThread());
+  EXPECT_FALSE(HostSettings::isMainThread());
+}
+
+TEST(HostSettings, KeepTheHostsMainThread) {
+  bool isMainThread = true;
+  HostSettings::setMainThread([](const std::function<void()>& task) { task(); },
+                              [&] { return isMainThread; });
+  bool hasRun = false;
+  HostSettings::mainThreadExecutor()([&] { hasRun = true; });
+  EXPECT_TRUE(hasRun);
+  EXPECT_TRUE(HostSettings::isMainThread());
+  isMainThread = false;
+  EXPECT_FALSE(HostSettings::isMainThread());
+}
+
+TEST(HostSettings, KeepNoMainThreadThatIsGivenByHalf) {
+  for (const bool hasExecutor : {false, true}) {
+    setMainThreadThatIsThisOne();
+    ASSERT_TRUE(hasMainThread());
+    if (hasExecutor)
+      HostSettings::setMainThread([](const std::function<void()>&) {}, nullptr);
+    else
+      HostSettings::setMainThread(nullptr, [] { return true; });
+    EXPECT_FALSE(hasMainThread()) << hasExecutor;
+    EXPECT_FALSE(HostSettings::isMainThread()) << hasExecutor;
+  }
+}
+
+TEST(HostSettings, ForgetTheMainThreadThatTheHostTakesBack) {
+  setMainThreadThatIsThisOne();
+  Host::setMainThread(nullptr, nullptr);
+  EXPECT_FALSE(hasMainThread());
+  EXPECT_FALSE(HostSettings::isMainThread());
+}
+
+TEST(HostSettings, TakeATestThatThrowsForNo) {
+  HostSettings::setMainThread([](const std::function<void()>& task) { task(); },
+                              []() -> bool { throw std::runtime_error("no thread"); });
+  EXPECT_FALSE(HostSettings::isMainThread());
+}
+
+TEST(HostSettings, LetTheMainThreadBeReplacedWhileItIsAskedFor) {
+  std::atomic<bool> isDone = false;
+  std::thread asking([&] {
+    while (!isDone) EXPECT_NO_THROW(static_cast<void>(HostSettings::isMainThread()));
+  });
+  for (int i = 0; i < 1000; ++i) {
+    setMainThreadThatIsThisOne();
+    HostSettings::setMainThread(nullptr, nullptr);
+  }
+  isDone = true;
+  asking.join();
+}
+
+TEST(HostSettings, KeepNoUndeliveredCrashesUntilTheHostAsksForIt) {
+  EXPECT_FALSE(HostSettings::keepsUndeliveredCrashes());
+  Host::setKeepUndeliveredCrashes(true);
+  EXPECT_TRUE(HostSettings::keepsUndeliveredCrashes());
+  Host::setKeepUndeliveredCrashes(false);
+  EXPECT_FALSE(HostSettings::keepsUndeliveredCrashes());
 }
 
 }  // namespace

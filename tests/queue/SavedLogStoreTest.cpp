@@ -228,6 +228,61 @@ TEST(SavedLogStore, MakesAThreadThatWaitsForAnEventWaitOn) {
   EXPECT_TRUE(taking.blocks());
 }
 
+// Saving the failed events alone
+
+TEST(SavedFailedEvents, AreWrittenWithoutTheLogs) {
+  const auto [fakes, files] = HookedPlatform::install();
+  VeskBlockQueue queue;
+  enqueueAll(queue, {1, 2});
+  enqueueAllAsFailed(queue, {3, 4});
+  queue.saveFailedToFile();
+  EXPECT_EQ(timesInFailedFile(fakes), (Times{3, 4}));
+  EXPECT_EQ(files.calls(), (std::vector<HookedFiles::Call>{{Operation::WriteAtomically, kFailedFile}}));
+  EXPECT_EQ(takeTimes(queue), (Times{1, 2}));
+}
+
+TEST(SavedFailedEvents, LeaveTheirQueueEvenWhenTheFileCannotBeWritten) {
+  FakePlatform& fakes = FakePlatform::install();
+  fakes.files.failsToWrite = true;
+  VeskBlockQueue queue;
+  enqueueAllAsFailed(queue, {1});
+  queue.saveFailedToFile();
+  fakes.files.failsToWrite = false;
+  queue.saveFailedToFile();
+  EXPECT_TRUE(areFilesGone(fakes));
+}
+
+TEST(SavedFailedEvents, ReplaceAnOlderFileUnlessThereAreNone) {
+  FakePlatform& fakes = FakePlatform::install();
+  fakes.files.put(kFailedFile, "older");
+  VeskBlockQueue queue;
+  enqueueAll(queue, {1});
+  queue.saveFailedToFile();
+  EXPECT_EQ(fakes.files.contentOf(kFailedFile), "older");
+  enqueueAllAsFailed(queue, {2});
+  queue.saveFailedToFile();
+  EXPECT_EQ(timesInFailedFile(fakes), Times{2});
+}
+
+TEST(SavedFailedEvents, TellTheConsoleWhyTheyWereNotSaved) {
+  FakePlatform& fakes = FakePlatform::install();
+  VeskBlockQueue queue;
+  queue.enqueueFile(unarchivableEvent());
+  queue.saveFailedToFile();
+  EXPECT_TRUE(toldOnce(fakes, "[saveToFile] fileArray : "));
+  EXPECT_TRUE(areFilesGone(fakes));
+}
+
+TEST(SavedFailedEvents, AreReadBackLikeAllOthers) {
+  FakePlatform& fakes = FakePlatform::install();
+  VeskBlockQueue queue;
+  enqueueAllAsFailed(queue, {1});
+  queue.saveFailedToFile();
+  queue.loadFromFile();
+  EXPECT_EQ(takeTimes(queue), Times{1});
+  EXPECT_TRUE(areFilesGone(fakes));
+}
+
 // Back to memory
 
 TEST(SavedLogStore, ReadsLogsBackBehindThoseThatCameMeanwhile) {

@@ -106,6 +106,11 @@ void FakeFileSystem::put(const std::string& name, std::string_view content) {
   files_["/documents/" + name] = content;
 }
 
+std::optional<FreeMemory> FakeDeviceFacts::freeMemory() {
+  if (throwsOnMemory) throw std::runtime_error("no memory to tell of");
+  return memory;
+}
+
 void FakeQueue::async(std::function<void()> task) {
   const std::lock_guard lock(mutex_);
   tasks_.push_back(std::move(task));
@@ -179,9 +184,15 @@ bool FakeReachability::Target::setDispatchQueue(std::shared_ptr<DispatchQueue> n
 
 namespace {
 
-class IdleConnection final : public UrlConnection {
+class Connection final : public UrlConnection {
  public:
-  void stopRunLoop() override {}
+  explicit Connection(const std::shared_ptr<RunLoop>& runLoop) : runLoop_(runLoop) {}
+  void stopRunLoop() override {
+    if (runLoop_ != nullptr) runLoop_->stop();
+  }
+
+ private:
+  const std::shared_ptr<RunLoop> runLoop_;
 };
 
 }  // namespace
@@ -192,11 +203,12 @@ void FakeUrlLoader::connectionWithRequest(const UrlRequest& request,
   std::size_t position = 0;
   {
     const std::lock_guard lock(mutex_);
-    started_.push_back({request, std::move(delegate)});
+    started_.push_back({request, std::move(delegate), RunLoop::current()});
     position = started_.size() - 1;
     status = standingStatus_;
     changed_.notify_all();
   }
+  if (throws) throw std::runtime_error("no request can be made");
   if (status != 0) answer(position, status);
 }
 
@@ -218,13 +230,15 @@ void FakeUrlLoader::answerAllWith(int status) {
 }
 
 void FakeUrlLoader::answer(std::size_t position, int status) {
-  IdleConnection connection;
-  started().at(position).delegate->connection_didReceiveResponse(connection, {status});
+  const Started request = started().at(position);
+  Connection connection(request.runLoop);
+  request.delegate->connection_didReceiveResponse(connection, {status});
 }
 
 void FakeUrlLoader::fail(std::size_t position, const Error& error) {
-  IdleConnection connection;
-  started().at(position).delegate->connection_didFailWithError(connection, error);
+  const Started request = started().at(position);
+  Connection connection(request.runLoop);
+  request.delegate->connection_didFailWithError(connection, error);
 }
 
 bool FakeUrlLoader::waitForRequests(std::size_t count) {
@@ -265,10 +279,41 @@ String FakeUuids::createUuid() {
   return text;
 }
 
-bool FakeCrashReporter::enable() {
+void FakeCrashReporter::setCrashCallbacks(const CrashCallbacks& newCallbacks) {
+  if (throwsOnCallbacks) throw std::runtime_error("no callbacks");
+  callbacks = newCallbacks;
+}
+
+void FakeCrashReporter::setApplication(const String& identifier, const String& version) {
+  applicationIdentifier = identifier;
+  applicationVersion = version;
+}
+
+bool FakeCrashReporter::enableCrashReporterAndReturnError(Error*) {
   ++enabledCount;
+  enabledCallbacks = callbacks;
   if (throws) throw std::runtime_error("no crash reporter");
-  return true;
+  return isEnabled;
+}
+
+void FakeCrashReporter::performOnMainThreadAndWait(void (*operation)(void* object), void* object) {
+  performedObjects.push_back(object);
+  if (performs) operation(object);
+}
+
+void FakeCrashReporter::purgePendingCrashReport() {
+  ++purgedCount;
+  pendingReport = nullptr;
+}
+
+String FakeCrashReporter::stringValueForCrashReport_withTextFormat(const CrashReport&,
+                                                                   std::uint32_t textFormat) {
+  textFormats.push_back(textFormat);
+  return text;
+}
+
+void FakeCrashReporter::crash() {
+  callbacks.handleSignal(nullptr, nullptr, callbacks.context);
 }
 
 void FakeLog::writeLine(const String& line) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/Platform.h"
+#include "platform/RunLoop.h"
 #include "support/wait.h"
 
 namespace pxa::test {
@@ -78,7 +79,7 @@ class FakeDeviceFacts final : public DeviceFacts {
   String systemControl(const String& name) override { return controls[std::string(name.view())]; }
   std::vector<String> preferredLanguages() override { return languages; }
   double screenWidth() override { return width; }
-  std::optional<FreeMemory> freeMemory() override { return memory; }
+  std::optional<FreeMemory> freeMemory() override;
   std::optional<std::uint64_t> freeBytesForDocuments() override { return freeBytes; }
   bool canStartShell() override {
     ++shellStarts;
@@ -95,6 +96,7 @@ class FakeDeviceFacts final : public DeviceFacts {
   std::vector<String> languages;
   double width = 0;
   std::optional<FreeMemory> memory;
+  bool throwsOnMemory = false;  ///< asking for the free memory throws std::runtime_error
   std::optional<std::uint64_t> freeBytes;
   bool startsShells = false;
   std::atomic<int> shellStarts = 0;
@@ -177,9 +179,11 @@ class FakeReachability::Target final : public ReachabilityTarget {
 /// Records requests; a test, or a standing rule, decides how they end.
 class FakeUrlLoader final : public UrlLoader {
  public:
+  void prepare() override {}
   struct Started {
     UrlRequest request;
     std::shared_ptr<UrlConnectionDelegate> delegate;
+    std::shared_ptr<RunLoop> runLoop;  ///< of the thread that started it; nullptr when it had none
   };
   using SynchronousAnswer = std::function<UrlAnswer(const UrlRequest&)>;
 
@@ -201,6 +205,7 @@ class FakeUrlLoader final : public UrlLoader {
   /// Bodies of the asynchronous requests, in order.
   std::vector<std::string> bodies() const;
   std::vector<UrlRequest> synchronousRequests() const;
+  std::atomic<bool> throws = false;  ///< asynchronous requests, once recorded, throw std::runtime_error
   /// How synchronous requests are answered; at first every one fails with an error.
   void setSynchronousAnswer(SynchronousAnswer answer);
 
@@ -222,11 +227,40 @@ class FakeUuids final : public UuidSource {
   std::atomic<int> count_ = 0;
 };
 
+/// Has the report that a test gives it, and crashes when a test says so.
 class FakeCrashReporter final : public CrashReporter {
  public:
-  bool enable() override;
+  void setCrashCallbacks(const CrashCallbacks& newCallbacks) override;
+  void setApplication(const String& identifier, const String& version) override;
+  bool enableCrashReporterAndReturnError(Error* error) override;
+  /// On the calling thread, if at all.
+  void performOnMainThreadAndWait(void (*operation)(void* object), void* object) override;
+  bool hasPendingCrashReport() override { return !pendingReport.isNil(); }
+  Data loadPendingCrashReportDataAndReturnError(Error*) override {
+    return isReadable ? pendingReport : nullptr;
+  }
+  void purgePendingCrashReport() override;
+  String stringValueForCrashReport_withTextFormat(const CrashReport& report,
+                                                  std::uint32_t textFormat) override;
+
+  /// Does what the system's reporter does once it has written a report.
+  void crash();
+
+  Data pendingReport;
+  bool isReadable = true;
+  String text = "the text of the report";
+  CrashCallbacks callbacks;
+  CrashCallbacks enabledCallbacks;  ///< those that were there when the reporter was enabled
+  String applicationIdentifier;
+  String applicationVersion;
   int enabledCount = 0;
-  bool throws = false;
+  std::vector<void*> performedObjects;  ///< of the operations moved to the main thread so far
+  bool performs = true;
+  int purgedCount = 0;
+  std::vector<std::uint32_t> textFormats;  ///< asked for so far
+  bool throws = false;                     ///< enabling throws std::runtime_error
+  bool throwsOnCallbacks = false;          ///< so does setting the callbacks
+  bool isEnabled = true;                   ///< what enabling returns
 };
 
 class FakeLog final : public PlatformLog {
@@ -246,9 +280,11 @@ class FakeLog final : public PlatformLog {
 class FakeThreads final : public Threads {
  public:
   void start(const char* name, std::function<void()> body) override;
+  bool prepareForCrash() override { return preparesForCrash; }
   void yield() override;
 
   std::vector<std::string> startedNames() const;
+  bool preparesForCrash = true;
   bool hasThreads = true;          ///< false: starting one throws std::system_error
   std::atomic<bool> runs = false;  ///< true: later threads really run
   std::atomic<int> yields = 0;     ///< how often a thread of the library let another one run

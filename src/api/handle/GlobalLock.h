@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <thread>
@@ -17,6 +18,11 @@ class CAPABILITY("mutex") GlobalLock {
   void lock() ACQUIRE();
   void unlock() RELEASE();
 
+  /// For the handling of a crash, whose thread may hold the lock and never give it back: waits that long for
+  /// the lock and, if it stays held, opens it for good. From then on whoever finds it held goes on without it.
+  /// Whether it was opened.
+  bool openUnlessFreeWithin(std::chrono::milliseconds longest);
+
   /// For a thread that takes the lock again and again without sleeping: lets another thread run and, if
   /// others wait for the lock, returns only after one of them had it.
   void letOthersIn();
@@ -26,7 +32,11 @@ class CAPABILITY("mutex") GlobalLock {
     return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
   }
 
-  std::mutex mutex_;
+  /// False when the lock was opened meanwhile.
+  [[nodiscard]] bool waitForMutex();
+
+  std::timed_mutex mutex_;
+  std::atomic<bool> isOpen_ = false;
   std::atomic<std::thread::id> owner_{};
   int depth_ = 0;  // of the owner
   std::atomic<int> waiting_ = 0;

@@ -15,6 +15,7 @@ struct ProcessFlags {
   std::atomic<bool> isSendingHeld = false;      ///< by a synchronous start, until startSendThread
   std::atomic<bool> isSettingsPending = false;  ///< the settings thread works on a handle
   std::atomic<bool> isCrashReportingSetUp = false;
+  std::atomic<bool> isCrashEventMade = false;  ///< a crash is being turned into an event; never cleared
 };
 
 ProcessFlags& processFlags();

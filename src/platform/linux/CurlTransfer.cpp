@@ -133,7 +133,7 @@ int CurlTransfer::onRequestAboutToBeSent(void* self, char*, char*, int, int) noe
 }
 
 DelegatedTransfer::DelegatedTransfer(UrlRequest request, std::shared_ptr<UrlConnectionDelegate> delegate)
-    : CurlTransfer(std::move(request)), delegate_(std::move(delegate)) {}
+    : CurlTransfer(std::move(request)), delegate_(std::move(delegate)), runLoop_(RunLoop::current()) {}
 
 void DelegatedTransfer::configure() {
   if (delegateAcceptsAnyCertificate()) {
@@ -169,6 +169,10 @@ void DelegatedTransfer::receiveHead() {
 bool DelegatedTransfer::receiveBody(std::string_view bytes) {
   delegate_->connection_didReceiveData(*this, bytes);
   return true;
+}
+
+void DelegatedTransfer::stopRunLoop() {
+  if (runLoop_ != nullptr) runLoop_->stop();
 }
 
 void DelegatedTransfer::finish(CURLcode result) {

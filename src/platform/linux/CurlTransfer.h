@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "foundation/ByteBuffer.h"
+#include "platform/RunLoop.h"
 #include "platform/UrlLoader.h"
 
 namespace pxa {
@@ -72,11 +73,12 @@ class DelegatedTransfer final : public CurlTransfer, private UrlConnection {
   void receiveHead() override;
   bool receiveBody(std::string_view bytes) override;
   void finish(CURLcode result) override;
-  void stopRunLoop() override {}  // nobody waits for the connections of this loader
+  void stopRunLoop() override;
 
   bool delegateAcceptsAnyCertificate();
 
   const std::shared_ptr<UrlConnectionDelegate> delegate_;
+  const std::shared_ptr<RunLoop> runLoop_;  // of the thread that started the request
   bool isDecided_ = false;
 };
 

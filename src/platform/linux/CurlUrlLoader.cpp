@@ -9,6 +9,8 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/CurlTransfer.h"
+#include "platform/linux/crash/CrashThread.h"
+#include "platform/linux/crash/crash_handlers.h"
 
 namespace pxa {
 
@@ -16,6 +18,7 @@ namespace {
 
 constexpr long kMostIdleConnections = 16;
 constexpr std::chrono::milliseconds kLongestWaitAtExit{1000};
+constexpr std::chrono::milliseconds kPauseWithoutDescriptors{100};
 
 /// The loader whose thread stopAtExit stops: exit handlers take no argument, and a process has one such
 /// thread.
@@ -42,9 +45,15 @@ UrlAnswer CurlUrlLoader::sendSynchronousRequest(const UrlRequest& request) {
 
 void CurlUrlLoader::submit(std::unique_ptr<CurlTransfer> transfer) {
   if (!startThread()) return transfer->end(CURLE_FAILED_INIT);
-  const Guard guard(mutex_);
-  submitted_.push_back(std::move(transfer));
-  if (CURLM* multi = multi_.load()) curl_multi_wakeup(multi);
+  {
+    const Guard guard(mutex_);
+    if (!isExiting_) {
+      submitted_.push_back(std::move(transfer));
+      if (CURLM* multi = multi_.load()) curl_multi_wakeup(multi);
+      return;
+    }
+  }
+  transfer->end(CURLE_FAILED_INIT);
 }
 
 bool CurlUrlLoader::startThread() {
@@ -61,10 +70,10 @@ bool CurlUrlLoader::startThread() {
 
 void CurlUrlLoader::run() {
   isIoThread = true;
+  crash::crashThread().countCurrentThread();
   gs_runningLoader = this;
   curl_global_init(CURL_GLOBAL_DEFAULT);
-  CURLM* multi = curl_multi_init();
-  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kMostIdleConnections);
+  CURLM* multi = createMulti();
   multi_ = multi;
   // Registered after the TLS library has registered its own handler, so that it runs before that one: no
   // transfer may be under way when the TLS library cleans up.
@@ -77,8 +86,21 @@ void CurlUrlLoader::run() {
       // No memory for the moment; what was under way goes on.
     }
   }
+  endSubmitted();
   isParked_ = true;
   for (;;) std::this_thread::sleep_for(std::chrono::hours(24));
+}
+
+CURLM* CurlUrlLoader::createMulti() {
+  for (;;) {
+    CURLM* multi = curl_multi_init();
+    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kMostIdleConnections);
+    // Without a descriptor for it, nothing would ever wake this thread.
+    if (curl_multi_wakeup(multi) == CURLM_OK) return multi;
+    curl_multi_cleanup(multi);
+    endSubmitted();
+    std::this_thread::sleep_for(kPauseWithoutDescriptors);
+  }
 }
 
 void CurlUrlLoader::runOnce(CURLM* multi) {
@@ -93,13 +115,19 @@ void CurlUrlLoader::runOnce(CURLM* multi) {
   curl_multi_poll(multi, nullptr, 0, longestWait(), nullptr);
 }
 
-void CurlUrlLoader::startSubmitted() {
+std::vector<std::unique_ptr<CurlTransfer>> CurlUrlLoader::takeSubmitted() {
   std::vector<std::unique_ptr<CurlTransfer>> transfers;
-  {
-    const Guard guard(mutex_);
-    transfers.swap(submitted_);
-  }
-  for (std::unique_ptr<CurlTransfer>& transfer : transfers) start(std::move(transfer));
+  const Guard guard(mutex_);
+  transfers.swap(submitted_);
+  return transfers;
+}
+
+void CurlUrlLoader::endSubmitted() {
+  for (const std::unique_ptr<CurlTransfer>& transfer : takeSubmitted()) transfer->end(CURLE_FAILED_INIT);
+}
+
+void CurlUrlLoader::startSubmitted() {
+  for (std::unique_ptr<CurlTransfer>& transfer : takeSubmitted()) start(std::move(transfer));
 }
 
 void CurlUrlLoader::start(std::unique_ptr<CurlTransfer> transfer) {
@@ -149,6 +177,7 @@ void CurlUrlLoader::end(std::size_t position, CURLcode result) {
 }
 
 void CurlUrlLoader::stopAtExit() {
+  crash::letHandlingEnd();  // it may need a request
   isExiting_ = true;
   if (isIoThread) return;  // the exit was called by a callback: this thread makes no further transfer
   curl_multi_wakeup(multi_);

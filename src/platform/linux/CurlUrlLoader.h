@@ -21,6 +21,7 @@ class CurlUrlLoader final : public UrlLoader {
   CurlUrlLoader();
   ~CurlUrlLoader() override;
 
+  void prepare() override { startThread(); }
   void connectionWithRequest(const UrlRequest& request,
                              std::shared_ptr<UrlConnectionDelegate> delegate) override;
   UrlAnswer sendSynchronousRequest(const UrlRequest& request) override;
@@ -37,8 +38,12 @@ class CurlUrlLoader final : public UrlLoader {
   /// False when the system has no thread to give.
   bool startThread();
   [[noreturn]] void run();
+  /// Waits, and gives up what is submitted meanwhile, until the process has the descriptors that it takes.
+  CURLM* createMulti();
   void runOnce(CURLM* multi);
+  std::vector<std::unique_ptr<CurlTransfer>> takeSubmitted();
   void startSubmitted();
+  void endSubmitted();
   void start(std::unique_ptr<CurlTransfer> transfer);
   void finishCompleted();
   void endStalled(std::chrono::steady_clock::time_point now);

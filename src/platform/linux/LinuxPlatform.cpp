@@ -1,5 +1,8 @@
 #include <cstdio>
+#include <functional>
+#include <memory>
 #include <string>
+#include <utility>
 #include <uuid/uuid.h>
 
 #include "platform/HostSettings.h"
@@ -13,6 +16,7 @@
 #include "platform/linux/LinuxReachability.h"
 #include "platform/linux/LinuxThreads.h"
 #include "platform/linux/NetworkWatcher.h"
+#include "platform/linux/crash/LinuxCrashReporter.h"
 #include "platform/linux/nlohmann_values.h"
 
 namespace pxa {
@@ -30,21 +34,40 @@ class LibuuidSource final : public UuidSource {
   }
 };
 
-class AbsentCrashReporter final : public CrashReporter {
+/// The host's main thread, or a serial queue of the library's own where the host gave none.
+class MainQueue final : public DispatchQueue {
  public:
-  bool enable() override { return false; }
+  void async(std::function<void()> task) override {
+    const Host::MainThreadExecutor execute = HostSettings::mainThreadExecutor();
+    if (!execute) return queue_->async(std::move(task));
+    try {
+      execute([task = std::move(task)] { runAndDropFailures(task); });
+    } catch (...) {
+      // The host takes no work.
+    }
+  }
+
+ private:
+  static void runAndDropFailures(const std::function<void()>& task) {
+    try {
+      task();
+    } catch (...) {
+      // What a task throws is not the host's.
+    }
+  }
+
+  const std::shared_ptr<SerialQueue> queue_ = std::make_shared<SerialQueue>("pxa-main");
 };
 
-/// The main queue is a serial queue of the library's own.
 class SerialQueues final : public DispatchQueues {
  public:
   std::shared_ptr<DispatchQueue> createSerialQueue(const char* label) override {
     return std::make_shared<SerialQueue>(label);
   }
-  DispatchQueue& mainQueue() override { return *mainQueue_; }
+  DispatchQueue& mainQueue() override { return mainQueue_; }
 
  private:
-  const std::shared_ptr<SerialQueue> mainQueue_ = std::make_shared<SerialQueue>("pxa-main");
+  MainQueue mainQueue_;
 };
 
 /// The host's sink, or standard error.
@@ -70,7 +93,7 @@ const Platform& systemPlatform() {
   static auto& jsonParser = *new NlohmannJsonParser;
   static auto& keyedArchive = *new CborKeyedArchive;
   static auto& uuids = *new LibuuidSource;
-  static auto& crashReporter = *new AbsentCrashReporter;
+  static auto& crashReporter = *new LinuxCrashReporter;
   static auto& log = *new HostLog;
   static auto& threads = *new LinuxThreads;
   static auto& queues = *new SerialQueues;

@@ -6,6 +6,9 @@
 #include <thread>
 #include <utility>
 
+#include "platform/linux/crash/AlternateStack.h"
+#include "platform/linux/crash/signal_names.h"
+
 namespace pxa {
 
 namespace {
@@ -17,8 +20,7 @@ class SignalsBlocked {
   SignalsBlocked() {
     sigset_t blocked;
     ::sigfillset(&blocked);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT})
-      ::sigdelset(&blocked, fault);
+    for (const int fault : crash::kFatalSignals) ::sigdelset(&blocked, fault);
     ::pthread_sigmask(SIG_SETMASK, &blocked, &before_);
   }
   ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
@@ -37,8 +39,13 @@ void LinuxThreads::start(const char* name, std::function<void()> body) {
   const SignalsBlocked blocked;
   std::thread([name = std::string(name).substr(0, kLongestThreadName), body = std::move(body)] {
     ::pthread_setname_np(::pthread_self(), name.c_str());
+    crash::prepareAlternateStack();
     body();
   }).detach();
+}
+
+bool LinuxThreads::prepareForCrash() {
+  return crash::prepareAlternateStack();
 }
 
 void LinuxThreads::yield() {

@@ -7,6 +7,7 @@ namespace pxa {
 class LinuxThreads final : public Threads {
  public:
   void start(const char* name, std::function<void()> body) override;
+  bool prepareForCrash() override;
   void yield() override;
 };
 
