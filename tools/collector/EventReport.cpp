@@ -37,6 +37,7 @@ void EventReport::add(const ReceivedRequest& request) {
   const std::lock_guard lock(mutex_);
   count(request);
   if (targets_.lines != nullptr) writeLines(request);
+  if (targets_.crashes != nullptr) writeCrashes(request);
   if (targets_.ndjson != nullptr) writeNdjson(request);
 }
 
@@ -65,6 +66,11 @@ void EventReport::writeLines(const ReceivedRequest& request) {
     }
   }
   lines.flush();
+}
+
+void EventReport::writeCrashes(const ReceivedRequest& request) {
+  for (const Element& element : request.elements) *targets_.crashes << crashText(element);
+  targets_.crashes->flush();
 }
 
 void EventReport::writeNdjson(const ReceivedRequest& request) {

@@ -15,8 +15,9 @@ namespace pxa::tools {
 class EventReport {
  public:
   struct Targets {
-    std::ostream* lines = nullptr;   ///< a readable line for each event; nil for none
-    std::ostream* ndjson = nullptr;  ///< a JSON object a line for each event; nil for none
+    std::ostream* lines = nullptr;    ///< a readable line for each event; nil for none
+    std::ostream* crashes = nullptr;  ///< the text of each crash report; nil for none
+    std::ostream* ndjson = nullptr;   ///< a JSON object a line for each event; nil for none
     bool isColoured = false;
   };
 
@@ -31,6 +32,7 @@ class EventReport {
  private:
   void count(const ReceivedRequest& request);
   void writeLines(const ReceivedRequest& request);
+  void writeCrashes(const ReceivedRequest& request);
   void writeNdjson(const ReceivedRequest& request);
 
   // Constant after construction.

@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <initializer_list>
 #include <nlohmann/json.hpp>
+#include <openssl/evp.h>
 #include <optional>
+#include <sstream>
+#include <vector>
 
 namespace pxa::tools {
 namespace {
@@ -155,6 +159,18 @@ std::string furtherFields(const Element& event) {
   return text;
 }
 
+/// The bytes; none when the text is not base64.
+std::string decodedBase64(const std::string& text) {
+  constexpr std::size_t kGroup = 4;
+  if (text.empty() || text.size() % kGroup != 0 || text.size() > INT_MAX) return {};
+  std::vector<unsigned char> bytes(text.size());
+  const int size = ::EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
+                                     static_cast<int>(text.size()));
+  if (size < 0) return {};
+  const auto padding = static_cast<std::ptrdiff_t>(text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0);
+  return {bytes.begin(), bytes.begin() + size - padding};
+}
+
 std::string padded(std::string text, std::size_t width) {
   text.resize(std::max(text.size(), width), ' ');
   return text;
@@ -199,6 +215,16 @@ std::string eventLine(const Element& event, bool isColoured) {
                  shown(member(event, "logType")), shown(member(event, "projectName")),
                  painted(shown(origin(event)), kDim, isColoured), visibleText(member(event, "body")),
                  painted(furtherFields(event), kDim, isColoured)});
+}
+
+std::string crashText(const Element& event) {
+  constexpr std::string_view kFirstWords = "Incident Identifier:";
+  const std::string report = decodedBase64(member(event, "DmpData"));
+  if (!report.starts_with(kFirstWords)) return {};
+  std::string text;
+  std::istringstream lines(report);
+  for (std::string line; std::getline(lines, line);) text += "    " + visibleText(line) + '\n';
+  return text;
 }
 
 std::string ndjsonLine(const Element& element) {

@@ -16,6 +16,10 @@ std::string visibleText(std::string_view text);
 /// Thread-safe.
 std::string eventLine(const Element& event, bool isColoured);
 
+/// The crash report that the event carries, each line indented and nothing in it steering the terminal; empty
+/// when it carries none. Thread-safe.
+std::string crashText(const Element& event);
+
 /// The element as one JSON object on one line, without a line end: a readable one as it came, with its raw
 /// control bytes escaped, an unreadable one as {"unreadable": problem, "text": what came}. Thread-safe.
 std::string ndjsonLine(const Element& element);

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iostream>
 #include <latch>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <unistd.h>
@@ -59,7 +60,12 @@ std::ofstream openOutput(const std::string& path) {
 void run(CommandLine line) {
   std::ofstream output = openOutput(line.output);
   EventTable table;
-  EventReport report({.lines = line.isQuiet || line.isTable ? nullptr : &std::cout,
+  const bool showsLines = !line.isQuiet && !line.isTable;
+  std::ostringstream crashesBelowTable;
+  EventReport report({.lines = showsLines ? &std::cout : nullptr,
+                      .crashes = line.isTable ? &crashesBelowTable
+                                 : showsLines ? &std::cout
+                                              : nullptr,
                       .ndjson = line.output.empty() ? nullptr : &output,
                       .isColoured = isColourWanted()});
   line.options.keepsRequests = false;
@@ -77,7 +83,7 @@ void run(CommandLine line) {
     isAnnounced.count_down();
     waitForEnd();
   }
-  if (isTable) std::cout << table.text() << '\n';
+  if (isTable) std::cout << table.text() << '\n' << crashesBelowTable.str();
   std::cout << report.summary() << std::endl;
   if (!line.output.empty() && !output)
     throw std::runtime_error("not everything could be written to " + line.output);
