@@ -8,7 +8,8 @@
 namespace pxa {
 
 /// An ordered list of values, or nil. Shared by reference: whoever holds it sees every change.
-/// Not synchronised: a change needs the one who makes it to be alone. A nil array ignores changes.
+/// Not synchronised: a change needs the one who makes it to be alone. A nil array ignores changes, an
+/// immutable one too.
 class PXALOG_EXPORT Array {
  public:
   /// A new, empty array.
@@ -30,12 +31,17 @@ class PXALOG_EXPORT Array {
   [[nodiscard]] Value at(std::size_t position) const noexcept;
   void append(Value value);
 
+  /// From now on this array, whoever holds it, ignores changes; what its values hold is not touched.
+  void makeImmutable() noexcept;
+  [[nodiscard]] bool isMutable() const noexcept;
+
   /// Valid until the next change.
   [[nodiscard]] const Value* begin() const noexcept;
   [[nodiscard]] const Value* end() const noexcept;
 
  private:
   friend class Value;
+  friend struct detail::Adopt;
   explicit Array(detail::ArrayBody* adopted) noexcept : body_(adopted) {}
   detail::ArrayBody* body_;
 };

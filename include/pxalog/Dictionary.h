@@ -11,7 +11,8 @@ namespace pxa {
 
 /// Values under String keys, or nil. Enumerated in the order in which the keys were first set. Shared by
 /// reference: whoever holds it sees every change. Not synchronised: a change needs the one who makes it to be
-/// alone. A nil dictionary is empty and ignores changes.
+/// alone. A nil dictionary is empty and ignores changes; an
+/// immutable one ignores them too.
 ///
 /// Made for event records: up to kLinearSearchLimit entries are searched one after the other, without
 /// hashing; larger dictionaries keep a hash index.
@@ -49,6 +50,10 @@ class PXALOG_EXPORT Dictionary {
   void set(const String& key, Value value);
   /// Takes the key out; a key that is not there does nothing.
   void remove(std::string_view key) noexcept;
+
+  /// From now on this dictionary, whoever holds it, ignores changes; what its values hold is not touched.
+  void makeImmutable() noexcept;
+  [[nodiscard]] bool isMutable() const noexcept;
 
   class Iterator {
    public:
@@ -92,6 +97,7 @@ class PXALOG_EXPORT Dictionary {
 
  private:
   friend class Value;
+  friend struct detail::Adopt;
   static constexpr std::size_t kDefaultCapacity = 10;
   explicit Dictionary(detail::DictionaryBody* adopted) noexcept : body_(adopted) {}
   detail::DictionaryBody* body_;

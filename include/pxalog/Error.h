@@ -16,7 +16,12 @@ class PXALOG_EXPORT Error {
   /// An error whose user information holds the message under kLocalizedDescriptionKey.
   static Error withDescription(String domain, int code, String message);
 
+  /// This error with another one as its cause, under kUnderlyingErrorKey. However long such a chain is, it
+  /// goes in constant stack.
+  [[nodiscard]] Error withUnderlying(Error cause) const;
+
   static const char* const kLocalizedDescriptionKey;
+  static const char* const kUnderlyingErrorKey;
 
   /// Whether this is an error at all.
   [[nodiscard]] bool isError() const noexcept { return !domain_.isNil(); }
@@ -25,6 +30,8 @@ class PXALOG_EXPORT Error {
   [[nodiscard]] const Dictionary& userInfo() const noexcept { return userInfo_; }
   /// The message under kLocalizedDescriptionKey; nil when there is none.
   [[nodiscard]] String localizedDescription() const;
+  /// The cause under kUnderlyingErrorKey; no error when there is none.
+  [[nodiscard]] Error underlyingError() const;
 
  private:
   String domain_;

@@ -11,6 +11,10 @@
 
 namespace pxa {
 
+namespace detail {
+struct Adopt;
+}
+
 /// An immutable UTF-8 text, or nil. Copies share one buffer; nil and "" are different values.
 /// Every constructor that takes bytes repairs what is not UTF-8 with U+FFFD, one for each maximal broken
 /// part. Thread-safe to read and to copy; one String object is not to be assigned by two threads at once.
@@ -71,6 +75,7 @@ class PXALOG_EXPORT String {
  private:
   friend class Value;
   friend class Number;
+  friend struct detail::Adopt;
   template <detail::SharedBytes* bytes>
   friend String constantString() noexcept;
   constexpr explicit String(detail::SharedBytes* adopted) noexcept : bytes_(adopted) {}

@@ -23,7 +23,15 @@ Value Array::at(std::size_t position) const noexcept {
 }
 
 void Array::append(Value value) {
-  if (body_ != nullptr) body_->values.push_back(std::move(value));
+  if (isMutable()) body_->values.push_back(std::move(value));
+}
+
+void Array::makeImmutable() noexcept {
+  if (body_ != nullptr) body_->makeImmutable();
+}
+
+bool Array::isMutable() const noexcept {
+  return body_ != nullptr && body_->isMutable();
 }
 
 const Value* Array::begin() const noexcept {

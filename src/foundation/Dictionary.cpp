@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <bit>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <new>
@@ -9,6 +8,7 @@
 #include <pxalog/Dictionary.h>
 
 #include "foundation/bodies.h"
+#include "foundation/text_hash.h"
 
 namespace pxa {
 
@@ -21,10 +21,6 @@ constexpr std::uint32_t kNoPosition = 0;
 bool isSameKey(const String& key, std::string_view wanted) {
   const std::string_view text = key.view();
   return text.size() == wanted.size() && (text.data() == wanted.data() || text == wanted);
-}
-
-std::uint32_t hashOf(std::string_view key) {
-  return static_cast<std::uint32_t>(std::hash<std::string_view>()(key));
 }
 
 }  // namespace
@@ -62,7 +58,7 @@ DictionaryBody::Entry* DictionaryBody::find(std::string_view key) const noexcept
       if (isSameKey(entry->key, key) && !entry->key.isNil()) return entry;
     return nullptr;
   }
-  for (std::uint32_t slot = hashOf(key) & indexMask_; index_[slot] != kNoPosition;
+  for (std::uint32_t slot = textHash(key) & indexMask_; index_[slot] != kNoPosition;
        slot = (slot + 1) & indexMask_) {
     Entry& entry = entries_[index_[slot] - 1];
     if (isSameKey(entry.key, key) && !entry.key.isNil()) return &entry;
@@ -83,6 +79,13 @@ void DictionaryBody::set(const String& key, Value value) {
     addToIndex(used_ - 1);
   else if (used_ > Dictionary::kLinearSearchLimit)
     rebuildIndex();
+}
+
+DictionaryBody* DictionaryBody::createOfDistinct(Entry* entries, std::size_t count) {
+  DictionaryBody* body = create(count);
+  std::uninitialized_move_n(entries, count, body->entries_);
+  body->used_ = body->live_ = static_cast<std::uint32_t>(count);
+  return body;
 }
 
 void DictionaryBody::remove(std::string_view key) noexcept {
@@ -120,7 +123,7 @@ void DictionaryBody::rebuildIndex() {
 }
 
 void DictionaryBody::addToIndex(std::uint32_t position) noexcept {
-  std::uint32_t slot = hashOf(entries_[position].key.view()) & indexMask_;
+  std::uint32_t slot = textHash(entries_[position].key.view()) & indexMask_;
   while (index_[slot] != kNoPosition) slot = (slot + 1) & indexMask_;
   index_[slot] = position + 1;
 }
@@ -156,11 +159,19 @@ Value Dictionary::value(std::string_view key) const noexcept {
 }
 
 void Dictionary::set(const String& key, Value value) {
-  if (body_ != nullptr && !key.isNil()) body_->set(key, std::move(value));
+  if (isMutable() && !key.isNil()) body_->set(key, std::move(value));
 }
 
 void Dictionary::remove(std::string_view key) noexcept {
-  if (body_ != nullptr) body_->remove(key);
+  if (isMutable()) body_->remove(key);
+}
+
+void Dictionary::makeImmutable() noexcept {
+  if (body_ != nullptr) body_->makeImmutable();
+}
+
+bool Dictionary::isMutable() const noexcept {
+  return body_ != nullptr && body_->isMutable();
 }
 
 Dictionary::Iterator Dictionary::begin() const noexcept {

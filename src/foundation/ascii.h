@@ -14,8 +14,17 @@ constexpr bool isLetter(char character) {
   return lower(character) >= 'a' && lower(character) <= 'z';
 }
 
+constexpr bool isDigit(char character) {
+  return character >= '0' && character <= '9';
+}
+
 constexpr bool isLetterOrDigit(char character) {
-  return isLetter(character) || (character >= '0' && character <= '9');
+  return isLetter(character) || isDigit(character);
+}
+
+/// What the C library calls white space in its own locale.
+constexpr bool isWhiteSpace(char character) {
+  return character == ' ' || (character >= '\t' && character <= '\r');
 }
 
 /// The prefix must be in lower case.

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include <pxalog/Array.h>
 #include <pxalog/Dictionary.h>
 #include <pxalog/detail/Container.h>
 
@@ -26,6 +27,8 @@ class DictionaryBody final : public Container {
   using Entry = Dictionary::Entry;
 
   static DictionaryBody* create(std::size_t capacity);
+  /// Takes the entries over, whose keys must differ; at most kLinearSearchLimit of them.
+  static DictionaryBody* createOfDistinct(Entry* entries, std::size_t count);
   /// What create() gave must be destroyed here: body and first entries are one allocation.
   static void destroyAndFree(DictionaryBody* body) noexcept;
 
@@ -52,6 +55,14 @@ class DictionaryBody final : public Container {
   // Open addressing over positions + 1; empty up to kLinearSearchLimit entries.
   std::unique_ptr<std::uint32_t[]> index_;
   std::uint32_t indexMask_ = 0;
+};
+
+/// Makes values of bodies that are new, each with its one reference.
+struct Adopt {
+  static Array array(ArrayBody* body) noexcept { return Array(body); }
+  static Dictionary dictionary(DictionaryBody* body) noexcept { return Dictionary(body); }
+  /// The bytes must be marked as UTF-8.
+  static String text(SharedBytes* bytes) noexcept { return String(bytes); }
 };
 
 }  // namespace pxa::detail

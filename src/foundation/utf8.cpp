@@ -76,6 +76,32 @@ std::size_t utf16Length(std::string_view text) noexcept {
   return units;
 }
 
+std::size_t encode(std::uint32_t codePoint, char* to) noexcept {
+  const auto continuation = [codePoint](unsigned shift) {
+    return static_cast<char>(0x80U | ((codePoint >> shift) & 0x3FU));
+  };
+  if (codePoint < 0x80) {
+    to[0] = static_cast<char>(codePoint);
+    return 1;
+  }
+  if (codePoint < 0x800) {
+    to[0] = static_cast<char>(0xC0U | (codePoint >> 6U));
+    to[1] = continuation(0);
+    return 2;
+  }
+  if (codePoint < 0x10000) {
+    to[0] = static_cast<char>(0xE0U | (codePoint >> 12U));
+    to[1] = continuation(6);
+    to[2] = continuation(0);
+    return 3;
+  }
+  to[0] = static_cast<char>(0xF0U | (codePoint >> 18U));
+  to[1] = continuation(12);
+  to[2] = continuation(6);
+  to[3] = continuation(0);
+  return 4;
+}
+
 std::string repaired(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size() + 8);

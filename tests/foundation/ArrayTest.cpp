@@ -87,5 +87,45 @@ TEST(Array, HoldsManyValues) {
   EXPECT_TRUE(array.at(99'999) == Value(99'999));
 }
 
+TEST(Array, CanBeChangedAtFirst) {
+  EXPECT_TRUE(Array().isMutable());
+  EXPECT_TRUE((Array{1, 2}).isMutable());
+}
+
+TEST(Array, IgnoresChangesOnceItIsImmutable) {
+  Array array{1};
+  array.makeImmutable();
+  array.append(2);
+  EXPECT_FALSE(array.isMutable());
+  EXPECT_TRUE(Value(array) == Value(Array{1}));
+}
+
+TEST(Array, IsImmutableForWhoeverHoldsIt) {
+  Array array;
+  Array sameArray = array;
+  const Value holder = array;
+  array.makeImmutable();
+  EXPECT_FALSE(sameArray.isMutable());
+  EXPECT_FALSE(holder.array().isMutable());
+  sameArray.append(1);
+  EXPECT_EQ(array.size(), 0U);
+}
+
+TEST(Array, LeavesItsValuesMutableWhenItIsImmutable) {
+  Array inner;
+  Array outer{Value(inner)};
+  outer.makeImmutable();
+  EXPECT_TRUE(inner.isMutable());
+  inner.append(1);
+  EXPECT_EQ(outer.at(0).array().size(), 1U);
+}
+
+TEST(Array, CannotBeChangedWhereItIsNil) {
+  Array none = nullptr;
+  none.makeImmutable();
+  EXPECT_TRUE(none.isNil());
+  EXPECT_FALSE(none.isMutable());
+}
+
 }  // namespace
 }  // namespace pxa

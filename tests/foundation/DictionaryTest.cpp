@@ -127,6 +127,13 @@ TEST(Dictionary, FindsTheEmptyKeyByAViewOfNothing) {
   EXPECT_TRUE(dictionary.contains(std::string_view()));
 }
 
+TEST(Dictionary, FindsTheEmptyKeyByAViewOfNothingAmongMany) {
+  Dictionary dictionary = numbered(kLimit * 3);
+  EXPECT_FALSE(dictionary.contains(std::string_view()));
+  dictionary.set("", 1);
+  EXPECT_TRUE(dictionary.contains(std::string_view()));
+}
+
 TEST(Dictionary, TellsKeysThatDifferBehindANul) {
   Dictionary dictionary;
   dictionary.set(std::string("a\0b", 3), 1);
@@ -332,6 +339,50 @@ TEST(Dictionary, TakesAKeyThatIsItsOwn) {
   Dictionary dictionary{{"first", 1}};
   dictionary.set(dictionary.begin()->key, 2);
   EXPECT_TRUE(dictionary.value("first") == Value(2));
+}
+
+TEST(Dictionary, CanBeChangedAtFirst) {
+  EXPECT_TRUE(Dictionary().isMutable());
+  EXPECT_TRUE((Dictionary{{"a", 1}}).isMutable());
+}
+
+TEST(Dictionary, IgnoresChangesOnceItIsImmutable) {
+  for (const std::size_t count : {std::size_t{2}, kLimit, kLimit + 1, kLimit * 3}) {
+    Dictionary dictionary = numbered(count);
+    dictionary.makeImmutable();
+    dictionary.set("new", 1);
+    dictionary.set(key(0), "changed");
+    dictionary.remove(key(1));
+    EXPECT_FALSE(dictionary.isMutable());
+    EXPECT_TRUE(Value(dictionary) == Value(numbered(count))) << count;
+  }
+}
+
+TEST(Dictionary, IsImmutableForWhoeverHoldsIt) {
+  Dictionary dictionary;
+  Dictionary sameDictionary = dictionary;
+  const Value holder = dictionary;
+  dictionary.makeImmutable();
+  EXPECT_FALSE(sameDictionary.isMutable());
+  EXPECT_FALSE(holder.dictionary().isMutable());
+  sameDictionary.set("a", 1);
+  EXPECT_EQ(dictionary.size(), 0U);
+}
+
+TEST(Dictionary, LeavesItsValuesMutableWhenItIsImmutable) {
+  Dictionary inner;
+  Dictionary outer{{"inner", inner}};
+  outer.makeImmutable();
+  EXPECT_TRUE(inner.isMutable());
+  inner.set("a", 1);
+  EXPECT_TRUE(outer.value("inner").dictionary().contains("a"));
+}
+
+TEST(Dictionary, CannotBeChangedWhereItIsNil) {
+  Dictionary none = nullptr;
+  none.makeImmutable();
+  EXPECT_TRUE(none.isNil());
+  EXPECT_FALSE(none.isMutable());
 }
 
 }  // namespace

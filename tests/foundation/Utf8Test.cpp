@@ -1,3 +1,4 @@
+#include <array>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
@@ -106,6 +107,50 @@ TEST(Utf8, AcceptsExactlyTheCodePointsThatAreCharacters) {
     const bool isCharacter = codePoint < 0xD800 || (codePoint > 0xDFFF && codePoint <= 0x10FFFF);
     ASSERT_EQ(utf8::isWellFormed(encoded(codePoint)), isCharacter) << std::hex << std::uint32_t{codePoint};
   }
+}
+
+TEST(Utf8, EncodesEveryCharacter) {
+  for (std::uint32_t codePoint = 0; codePoint <= utf8::kLastCodePoint; ++codePoint) {
+    if (utf8::isSurrogate(codePoint)) continue;
+    std::array<char, utf8::kLongestCharacter> bytes{};
+    const std::size_t size = utf8::encode(codePoint, bytes.data());
+    ASSERT_EQ(std::string_view(bytes.data(), size), encoded(char32_t{codePoint})) << std::hex << codePoint;
+  }
+}
+
+TEST(Utf8, WritesNothingBehindTheCharacterItEncodes) {
+  std::string bytes = "????";
+  EXPECT_EQ(utf8::encode('A', bytes.data()), 1U);
+  EXPECT_EQ(bytes, "A???");
+}
+
+TEST(Utf8, TellsSurrogatesApart) {
+  struct Unit {
+    std::uint32_t value;
+    bool isHigh;
+    bool isLow;
+  };
+  for (const Unit& unit : {Unit{0, false, false},
+                           {0xD7FF, false, false},
+                           {0xD800, true, false},
+                           {0xDBFF, true, false},
+                           {0xDC00, false, true},
+                           {0xDFFF, false, true},
+                           {0xE000, false, false},
+                           {0x1D800, false, false},
+                           {0x1DC00, false, false}}) {
+    EXPECT_EQ(utf8::isHighSurrogate(unit.value), unit.isHigh) << std::hex << unit.value;
+    EXPECT_EQ(utf8::isLowSurrogate(unit.value), unit.isLow) << std::hex << unit.value;
+    EXPECT_EQ(utf8::isSurrogate(unit.value), unit.isHigh || unit.isLow) << std::hex << unit.value;
+  }
+}
+
+TEST(Utf8, JoinsSurrogates) {
+  EXPECT_EQ(utf8::ofSurrogates(0xD800, 0xDC00), 0x10000U);
+  EXPECT_EQ(utf8::ofSurrogates(0xD800, 0xDFFF), 0x103FFU);
+  EXPECT_EQ(utf8::ofSurrogates(0xD801, 0xDC00), 0x10400U);
+  EXPECT_EQ(utf8::ofSurrogates(0xD83D, 0xDE00), 0x1F600U);
+  EXPECT_EQ(utf8::ofSurrogates(0xDBFF, 0xDFFF), 0x10FFFFU);
 }
 
 }  // namespace

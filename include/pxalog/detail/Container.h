@@ -10,6 +10,9 @@ namespace pxa::detail {
 /// What an Array and a Dictionary have in common: a counted body. Counting is thread-safe.
 class Container {
  public:
+  [[nodiscard]] bool isMutable() const noexcept { return isMutable_; }
+  void makeImmutable() noexcept { isMutable_ = false; }
+
   void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept {
     if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy();
@@ -27,10 +30,12 @@ class Container {
 
   std::atomic<std::uint32_t> references_{1};
   const Type type_;
+  bool isMutable_ = true;
   Container* nextToDestroy_ = nullptr;
 };
 
 class ArrayBody;
 class DictionaryBody;
+struct Adopt;
 
 }  // namespace pxa::detail

@@ -1,0 +1,460 @@
+#include "json/JsonScanner.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+#include <utility>
+
+#include <pxalog/Array.h>
+#include <pxalog/CJSONDeserializer.h>
+
+#include "foundation/ascii.h"
+#include "foundation/bodies.h"
+#include "foundation/byte_blocks.h"
+#include "foundation/text_hash.h"
+#include "foundation/utf8.h"
+
+namespace pxa {
+
+namespace {
+
+using detail::Adopt;
+
+constexpr std::size_t kSnippetSize = 20;
+constexpr std::size_t kHexDigits = 4;
+constexpr const char* kBadEscape = "Could not decode string escape code.";
+
+String newText(std::string_view text) {
+  return Adopt::text(detail::SharedBytes::copyOf(text, detail::SharedBytes::Encoding::Utf8));
+}
+
+/// Where a string's plain bytes end: at the quote, at a backslash, or at the end of the text. Says also
+/// whether they may hold more than ASCII.
+const char* endOfPlainBytes(const char* current, const char* end, char quote, bool& mayBeMoreThanAscii) {
+  while (static_cast<std::size_t>(end - current) >= kBlockSize) {
+    const ByteBlock block = loadBlock(current);
+    if (hasMark(block & 0x80)) mayBeMoreThanAscii = true;
+    const std::size_t found =
+        firstMark((block == static_cast<std::uint8_t>(quote)) | (block == static_cast<std::uint8_t>('\\')));
+    current += found;
+    if (found != kBlockSize) return current;
+  }
+  for (; current != end && *current != quote && *current != '\\'; ++current)
+    if (static_cast<unsigned char>(*current) >= 0x80) mayBeMoreThanAscii = true;
+  return current;
+}
+
+/// -1 for a character that is no hexadecimal digit.
+int hexDigit(char character) {
+  if (character >= '0' && character <= '9') return character - '0';
+  const char lower = ascii::lower(character);
+  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+/// What the character behind a backslash stands for; 0 for one that stands for nothing.
+char meaningOfEscape(char character) {
+  switch (character) {
+    case '"':
+    case '\\':
+    case '/':
+      return character;
+    case 'b':
+      return '\b';
+    case 'f':
+      return '\f';
+    case 'n':
+      return '\n';
+    case 'r':
+      return '\r';
+    case 't':
+      return '\t';
+    default:
+      return 0;
+  }
+}
+
+Number decimalOf(std::string_view text) {
+  return Number(*Decimal::parse(text));
+}
+
+Number integerOf(std::string_view text) {
+  const char* const end = text.data() + text.size();
+  if (text.front() == '-') {
+    std::int64_t value = 0;
+    return std::from_chars(text.data(), end, value).ec == std::errc() ? Number(value) : decimalOf(text);
+  }
+  std::uint64_t value = 0;
+  return std::from_chars(text.data(), end, value).ec == std::errc() ? Number(value) : decimalOf(text);
+}
+
+/// With an integer part whose digits are too many for 64 bits, it stays a decimal.
+Number fractionOf(std::string_view text, std::string_view integerPart) {
+  if (integerPart.starts_with('-')) integerPart.remove_prefix(1);
+  if (integerOf(integerPart).kind() == Number::Kind::Decimal) return decimalOf(text);
+  double value = 0;
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+  return result.ec == std::errc() ? Number(value) : Number(decimalOf(text).doubleValue());
+}
+
+}  // namespace
+
+bool JsonScanner::scanValue(std::optional<Value>& value) {
+  const Step step = scanLeafOrOpening();
+  if (!scanTree(step)) return false;
+  if (step == Step::LeftOut)
+    value.reset();
+  else
+    value = std::move(value_);
+  return true;
+}
+
+bool JsonScanner::scanDictionary(Dictionary& dictionary) {
+  if (isAtEnd() || *current_ != '{')
+    return fail(-101, "Could not scan dictionary. Dictionary that does not start with '{' character.");
+  if (!scanTree(open(false))) return false;
+  dictionary = value_.dictionary();
+  return true;
+}
+
+bool JsonScanner::scanArray(Array& array) {
+  if (isAtEnd() || *current_ != '[')
+    return fail(-201, "Could not scan array. Array not started by a '[' character.");
+  if (!scanTree(open(true))) return false;
+  array = value_.array();
+  return true;
+}
+
+bool JsonScanner::scanEnd() {
+  skipWhiteSpace();
+  return isAtEnd() || fail(-17, "Did not consume all data.");
+}
+
+/// Goes on from a value's first step until the value is whole.
+bool JsonScanner::scanTree(Step step) {
+  for (;;) {
+    switch (step) {
+      case Step::Failed:
+        return false;
+      case Step::Opened:
+        step = continueContainer();
+        break;
+      case Step::Value:
+        if (open_.empty()) return true;
+        putElement();
+        step = afterElement();
+        break;
+      case Step::LeftOut:
+        if (open_.empty()) return true;
+        step = afterElement();
+        break;
+    }
+  }
+}
+
+JsonScanner::Step JsonScanner::scanLeafOrOpening() {
+  skipWhiteSpace();
+  if (isAtEnd()) return failValue(-15, "Could not read JSON object, input exhausted.");
+  switch (*current_) {
+    case '"':
+    case '\'':
+      return scanStringValue();
+    case '[':
+      return open(true);
+    case '{':
+      return open(false);
+    case 't':
+      return scanWord("true", Value(true));
+    case 'f':
+      return scanWord("false", Value(false));
+    case 'n':
+      return scanWord("null", settings_.nullObject);
+    default:
+      if (*current_ == '-' || ascii::isDigit(*current_)) return scanNumber();
+      return failValue(-15, "Could not scan object. Character not a valid JSON character.");
+  }
+}
+
+JsonScanner::Step JsonScanner::scanWord(std::string_view word, std::optional<Value> meaning) {
+  if (!std::string_view(current_, static_cast<std::size_t>(end_ - current_)).starts_with(word))
+    return failValue(-15, "Could not scan object. Character not a valid JSON character.");
+  current_ += word.size();
+  if (!meaning) return Step::LeftOut;
+  value_ = *std::move(meaning);
+  return Step::Value;
+}
+
+JsonScanner::Step JsonScanner::scanStringValue() {
+  std::string_view text;
+  if (!scanString(text)) {
+    containersThatFailed_ = open_.size();
+    return Step::Failed;
+  }
+  value_ = newText(text);
+  return Step::Value;
+}
+
+JsonScanner::Step JsonScanner::scanNumber() {
+  constexpr const char* kMalformed = "Could not scan number constant.";
+  const char* const first = current_;
+  if (*current_ == '-') ++current_;
+  if (!skipDigits()) return failValue(-401, kMalformed);
+  const std::string_view integerPart(first, static_cast<std::size_t>(current_ - first));
+  if (!isAtEnd() && *current_ == '.') {
+    ++current_;
+    if (!skipDigits()) return failValue(-401, kMalformed);
+  }
+  if (!isAtEnd() && (*current_ == 'e' || *current_ == 'E')) {
+    ++current_;
+    if (!isAtEnd() && (*current_ == '+' || *current_ == '-')) ++current_;
+    if (!skipDigits()) return failValue(-401, kMalformed);
+  }
+  const std::string_view text(first, static_cast<std::size_t>(current_ - first));
+  value_ = text.size() == integerPart.size() ? integerOf(text) : fractionOf(text, integerPart);
+  return Step::Value;
+}
+
+JsonScanner::Step JsonScanner::open(bool isArray) {
+  ++current_;
+  open_.push_back({isArray, elements_.size(), nullptr});
+  return Step::Opened;
+}
+
+/// Behind an opening bracket or a comma.
+JsonScanner::Step JsonScanner::continueContainer() {
+  OpenContainer& container = open_.back();
+  skipWhiteSpace();
+  if (container.isArray) {
+    if (isAtEnd())
+      return failContainer(-204, "Could not scan array. Array not terminated by a ']' character.");
+    return *current_ == ']' ? close() : scanLeafOrOpening();
+  }
+  if (!isAtEnd() && *current_ == '}') return close();
+  if (!scanKey(container)) return failContainer(-102, "Could not scan dictionary. Failed to scan a key.");
+  skipWhiteSpace();
+  if (isAtEnd() || *current_ != ':')
+    return failContainer(-103, "Could not scan dictionary. Key was not terminated with a ':' character.");
+  ++current_;
+  return scanLeafOrOpening();
+}
+
+JsonScanner::Step JsonScanner::afterElement() {
+  const bool isArray = open_.back().isArray;
+  skipWhiteSpace();
+  if (isAtEnd() && !isArray)
+    return failContainer(-106, "Could not scan dictionary. Dictionary not terminated by a '}' character.");
+  if (!isAtEnd() && *current_ == ',') {
+    ++current_;
+    return continueContainer();
+  }
+  if (!isAtEnd() && *current_ == (isArray ? ']' : '}')) return close();
+  return isArray ? failContainer(-204, "Could not scan array. Array not terminated by a ']' character.")
+                 : failContainer(-106, "kJSONDeserializerErrorCode_DictionaryKeyValuePairNoDelimiter");
+}
+
+JsonScanner::Step JsonScanner::close() {
+  ++current_;
+  const bool isArray = open_.back().isArray;
+  const std::size_t firstElement = open_.back().firstElement;
+  open_.pop_back();
+  value_ = isArray ? closedArray(firstElement) : closedDictionary(firstElement);
+  elements_.resize(firstElement);
+  keyHashes_.resize(firstElement);
+  return Step::Value;
+}
+
+Value JsonScanner::closedArray(std::size_t firstElement) {
+  auto* body = new detail::ArrayBody;
+  Array array = Adopt::array(body);
+  body->values.reserve(elements_.size() - firstElement);
+  for (std::size_t i = firstElement; i < elements_.size(); ++i)
+    body->values.push_back(std::move(elements_[i].value));
+  if (!has(CJSONDeserializer::kMutableContainers)) array.makeImmutable();
+  return array;
+}
+
+Value JsonScanner::closedDictionary(std::size_t firstElement) {
+  const std::size_t count = elements_.size() - firstElement;
+  Dictionary dictionary = nullptr;
+  if (hasDistinctKeys(firstElement)) {
+    dictionary =
+        Adopt::dictionary(detail::DictionaryBody::createOfDistinct(elements_.data() + firstElement, count));
+  } else {
+    dictionary = Dictionary(count);
+    for (std::size_t i = firstElement; i < elements_.size(); ++i)
+      dictionary.set(elements_[i].key, std::move(elements_[i].value));
+  }
+  if (!has(CJSONDeserializer::kMutableContainers)) dictionary.makeImmutable();
+  return dictionary;
+}
+
+/// Whether all keys of a small dictionary surely differ.
+bool JsonScanner::hasDistinctKeys(std::size_t firstElement) const {
+  const std::size_t count = keyHashes_.size() - firstElement;
+  if (count > Dictionary::kLinearSearchLimit) return false;
+  const std::uint32_t* const hashes = keyHashes_.data() + firstElement;
+  for (std::size_t i = 1; i < count; ++i) {
+    bool isKnown = false;
+    for (std::size_t k = 0; k < i; ++k) isKnown |= hashes[k] == hashes[i];
+    if (isKnown) return false;
+  }
+  return true;
+}
+
+void JsonScanner::putElement() {
+  OpenContainer& container = open_.back();
+  elements_.push_back({std::move(container.key), std::move(value_)});
+  keyHashes_.push_back(container.keyHash);
+}
+
+bool JsonScanner::scanKey(OpenContainer& dictionary) {
+  if (isAtEnd() || (*current_ != '"' && *current_ != '\''))
+    return fail(-301, "Could not scan string constant. String not started by a '\"' character.");
+  std::string_view text;
+  if (!scanString(text)) return false;
+  dictionary.keyHash = textHash(text);
+  dictionary.key = settings_.keys.shared(text, dictionary.keyHash);
+  return true;
+}
+
+/// The text lies in the input, or in the scratch buffer until the next string.
+bool JsonScanner::scanString(std::string_view& text) {
+  const char quote = *current_++;
+  const char* const first = current_;
+  bool mayBeMoreThanAscii = false;
+  current_ = endOfPlainBytes(current_, end_, quote, mayBeMoreThanAscii);
+  text = {first, static_cast<std::size_t>(current_ - first)};
+  if (!isAtEnd() && *current_ == '\\') {
+    mayBeMoreThanAscii = true;
+    if (!scanEscapedString(quote, text, text)) return false;
+  }
+  if (isAtEnd()) return fail(-304, "Could not scan string constant. No terminating double quote character.");
+  ++current_;
+  if (mayBeMoreThanAscii && !utf8::isWellFormed(text)) return fail(-306, "Could not create string.");
+  return true;
+}
+
+/// From the first backslash to the quote, which is not taken, or to the end.
+bool JsonScanner::scanEscapedString(char quote, std::string_view before, std::string_view& text) {
+  scratch_.assign(before);
+  while (!isAtEnd() && *current_ != quote) {
+    ++current_;  // the backslash
+    if (!scanEscape()) return false;
+    bool ignored = false;
+    const char* const first = current_;
+    current_ = endOfPlainBytes(current_, end_, quote, ignored);
+    scratch_.append(first, current_);
+  }
+  text = scratch_;
+  return true;
+}
+
+bool JsonScanner::scanEscape() {
+  if (isAtEnd()) return true;  // the string has no end
+  const char character = *current_;
+  if (character == 'u') {
+    ++current_;
+    return scanCodePoint();
+  }
+  const char meaning = meaningOfEscape(character);
+  if (meaning == 0 && !has(CJSONDeserializer::kLaxEscapes))
+    return fail(-303, "Could not scan string constant. Unknown escape code.");
+  scratch_ += meaning == 0 ? character : meaning;
+  ++current_;
+  return true;
+}
+
+bool JsonScanner::scanCodePoint() {
+  std::optional<std::uint32_t> codePoint = takeHexDigits();
+  if (codePoint && utf8::isHighSurrogate(*codePoint)) {
+    const bool goesOn = static_cast<std::size_t>(end_ - current_) >= 2 + kHexDigits && current_[0] == '\\' &&
+                        current_[1] == 'u';
+    if (!goesOn) return fail(-305, kBadEscape);
+    current_ += 2;
+    const std::optional<std::uint32_t> low = takeHexDigits();
+    if (!low || !utf8::isLowSurrogate(*low)) return fail(-305, kBadEscape);
+    codePoint = utf8::ofSurrogates(*codePoint, *low);
+  }
+  if (!codePoint || utf8::isSurrogate(*codePoint)) return fail(-305, kBadEscape);
+  std::array<char, utf8::kLongestCharacter> bytes{};
+  scratch_.append(bytes.data(), utf8::encode(*codePoint, bytes.data()));
+  return true;
+}
+
+std::optional<std::uint32_t> JsonScanner::takeHexDigits() {
+  if (static_cast<std::size_t>(end_ - current_) < kHexDigits) return std::nullopt;
+  std::uint32_t value = 0;
+  for (std::size_t i = 0; i < kHexDigits; ++i) {
+    const int digit = hexDigit(current_[i]);
+    if (digit < 0) return std::nullopt;
+    value = value * 16 + static_cast<std::uint32_t>(digit);
+  }
+  current_ += kHexDigits;
+  return value;
+}
+
+bool JsonScanner::skipDigits() {
+  const char* const first = current_;
+  while (!isAtEnd() && ascii::isDigit(*current_)) ++current_;
+  return current_ != first;
+}
+
+void JsonScanner::skipWhiteSpace() {
+  while (!isAtEnd() && ascii::isWhiteSpace(*current_)) ++current_;
+}
+
+bool JsonScanner::fail(int code, const char* message) {
+  failures_.push_back({code, message});
+  return false;
+}
+
+JsonScanner::Step JsonScanner::failValue(int code, const char* message) {
+  fail(code, message);
+  containersThatFailed_ = open_.size();
+  return Step::Failed;
+}
+
+JsonScanner::Step JsonScanner::failContainer(int code, const char* message) {
+  fail(code, message);
+  containersThatFailed_ = open_.size() - 1;
+  return Step::Failed;
+}
+
+Error JsonScanner::error() const {
+  const Dictionary place = placeOfFailure();
+  Error error;
+  const auto causes = [&](int code, const char* message) {
+    Dictionary facts(place.size() + 2);
+    for (const Dictionary::Entry& fact : place) facts.set(fact.key, fact.value);
+    if (message != nullptr) facts.set(Error::kLocalizedDescriptionKey, message);
+    const Error outer(CJSONDeserializer::kErrorDomain, code, std::move(facts));
+    error = error.isError() ? outer.withUnderlying(std::move(error)) : outer;
+  };
+  for (const Failure& failure : failures_) causes(failure.code, failure.message);
+  for (std::size_t i = containersThatFailed_; i-- > 0;) {
+    if (open_[i].isArray)
+      causes(-202, "Could not scan array. Could not scan a value.");
+    else
+      causes(-104, "Could not scan dictionary. Failed to scan a value.");
+  }
+  return error;
+}
+
+Dictionary JsonScanner::placeOfFailure() const {
+  const auto isLineBreak = [](char byte) { return byte == '\n' || byte == '\r'; };
+  const auto line = std::count_if(start_, current_, isLineBreak);
+  const char* afterLastBreak = current_;
+  while (afterLastBreak != start_ && !isLineBreak(afterLastBreak[-1])) --afterLastBreak;
+  // On later lines counted from before the line break, not from behind it.
+  const std::ptrdiff_t character = current_ - afterLastBreak + (line > 0 ? 2 : 0);
+  const std::size_t before = std::min(kSnippetSize, location());
+  const std::size_t after = std::min(kSnippetSize, static_cast<std::size_t>(end_ - current_));
+  const String textBefore = std::string_view(current_ - before, before);
+  const String textAfter = std::string_view(current_, after);
+  return {{"line", std::int64_t{line}},
+          {"character", std::int64_t{character}},
+          {"location", std::uint64_t{location()}},
+          {"snippet", std::string(textBefore.view()).append("!HERE>!").append(textAfter.view())}};
+}
+
+}  // namespace pxa
