@@ -44,7 +44,9 @@ class PXALOG_EXPORT Value {
     payload_.bytes = std::exchange(data.bytes_, nullptr);
   }
   Value(const Array& array) noexcept;
+  Value(Array&& array) noexcept;
   Value(const Dictionary& dictionary) noexcept;
+  Value(Dictionary&& dictionary) noexcept;
   Value(std::shared_ptr<Object> object);
 
   Value(const Value& other) noexcept

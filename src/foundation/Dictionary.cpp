@@ -81,9 +81,10 @@ void DictionaryBody::set(const String& key, Value value) {
     rebuildIndex();
 }
 
-DictionaryBody* DictionaryBody::createOfDistinct(Entry* entries, std::size_t count) {
+DictionaryBody* DictionaryBody::createOfDistinct(String* keys, Value* values, std::size_t count) {
   DictionaryBody* body = create(count);
-  std::uninitialized_move_n(entries, count, body->entries_);
+  for (std::size_t i = 0; i < count; ++i)
+    new (body->entries_ + i) Entry{std::move(keys[i]), std::move(values[i])};
   body->used_ = body->live_ = static_cast<std::uint32_t>(count);
   return body;
 }

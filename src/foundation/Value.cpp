@@ -28,6 +28,14 @@ Value::Value(const Dictionary& dictionary) noexcept
   retain();
 }
 
+Value::Value(Array&& array) noexcept : kind_(array.isNil() ? Kind::Null : Kind::Array) {
+  payload_.array = std::exchange(array.body_, nullptr);
+}
+
+Value::Value(Dictionary&& dictionary) noexcept : kind_(dictionary.isNil() ? Kind::Null : Kind::Dictionary) {
+  payload_.dictionary = std::exchange(dictionary.body_, nullptr);
+}
+
 Value::Value(std::shared_ptr<Object> object) {
   if (object == nullptr) return;
   payload_.object = new ObjectHolder{1, std::move(object)};

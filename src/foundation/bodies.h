@@ -27,8 +27,8 @@ class DictionaryBody final : public Container {
   using Entry = Dictionary::Entry;
 
   static DictionaryBody* create(std::size_t capacity);
-  /// Takes the entries over, whose keys must differ; at most kLinearSearchLimit of them.
-  static DictionaryBody* createOfDistinct(Entry* entries, std::size_t count);
+  /// Takes keys and values over; the keys must differ, at most kLinearSearchLimit of them.
+  static DictionaryBody* createOfDistinct(String* keys, Value* values, std::size_t count);
   /// What create() gave must be destroyed here: body and first entries are one allocation.
   static void destroyAndFree(DictionaryBody* body) noexcept;
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cfloat>
 #include <charconv>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -12,7 +14,6 @@
 #include "foundation/ascii.h"
 #include "foundation/bodies.h"
 #include "foundation/byte_blocks.h"
-#include "foundation/text_hash.h"
 #include "foundation/utf8.h"
 
 namespace pxa {
@@ -78,6 +79,9 @@ Number decimalOf(std::string_view text) {
   return Number(*Decimal::parse(text));
 }
 
+/// So many digits fit an unsigned 64-bit integer, whichever they are.
+constexpr std::size_t kSafeDigits = std::numeric_limits<std::uint64_t>::digits10;
+
 Number integerOf(std::string_view text) {
   const char* const end = text.data() + text.size();
   if (text.front() == '-') {
@@ -90,11 +94,25 @@ Number integerOf(std::string_view text) {
 
 /// With an integer part whose digits are too many for 64 bits, it stays a decimal.
 Number fractionOf(std::string_view text, std::string_view integerPart) {
-  if (integerPart.starts_with('-')) integerPart.remove_prefix(1);
   if (integerOf(integerPart).kind() == Number::Kind::Decimal) return decimalOf(text);
   double value = 0;
   const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
   return result.ec == std::errc() ? Number(value) : Number(decimalOf(text).doubleValue());
+}
+
+constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr std::int64_t kLargestExactPower = std::size(kPowersOfTen) - 1;
+constexpr std::uint64_t kLargestExactDigits = std::uint64_t{1} << 53U;
+
+/// Where digits and power are doubles without rounding, one operation rounds once, which is correct; nothing
+/// elsewhere.
+std::optional<double> exactlyRounded(std::uint64_t digits, std::int64_t exponent) {
+  const bool isExact = FLT_EVAL_METHOD == 0 && digits <= kLargestExactDigits &&
+                       exponent >= -kLargestExactPower && exponent <= kLargestExactPower;
+  if (!isExact) return std::nullopt;
+  const auto number = static_cast<double>(digits);
+  return exponent < 0 ? number / kPowersOfTen[-exponent] : number * kPowersOfTen[exponent];
 }
 
 }  // namespace
@@ -105,7 +123,7 @@ bool JsonScanner::scanValue(std::optional<Value>& value) {
   if (step == Step::LeftOut)
     value.reset();
   else
-    value = std::move(value_);
+    value = std::move(values_.back());
   return true;
 }
 
@@ -113,7 +131,7 @@ bool JsonScanner::scanDictionary(Dictionary& dictionary) {
   if (isAtEnd() || *current_ != '{')
     return fail(-101, "Could not scan dictionary. Dictionary that does not start with '{' character.");
   if (!scanTree(open(false))) return false;
-  dictionary = value_.dictionary();
+  dictionary = values_.back().dictionary();
   return true;
 }
 
@@ -121,7 +139,7 @@ bool JsonScanner::scanArray(Array& array) {
   if (isAtEnd() || *current_ != '[')
     return fail(-201, "Could not scan array. Array not started by a '[' character.");
   if (!scanTree(open(true))) return false;
-  array = value_.array();
+  array = values_.back().array();
   return true;
 }
 
@@ -139,12 +157,12 @@ bool JsonScanner::scanTree(Step step) {
       case Step::Opened:
         step = continueContainer();
         break;
-      case Step::Value:
+      case Step::LeftOut:
         if (open_.empty()) return true;
-        putElement();
+        if (!open_.back().isArray) keys_.pop_back();
         step = afterElement();
         break;
-      case Step::LeftOut:
+      case Step::Value:
         if (open_.empty()) return true;
         step = afterElement();
         break;
@@ -175,12 +193,12 @@ JsonScanner::Step JsonScanner::scanLeafOrOpening() {
   }
 }
 
-JsonScanner::Step JsonScanner::scanWord(std::string_view word, std::optional<Value> meaning) {
+JsonScanner::Step JsonScanner::scanWord(std::string_view word, const std::optional<Value>& meaning) {
   if (!std::string_view(current_, static_cast<std::size_t>(end_ - current_)).starts_with(word))
     return failValue(-15, "Could not scan object. Character not a valid JSON character.");
   current_ += word.size();
   if (!meaning) return Step::LeftOut;
-  value_ = *std::move(meaning);
+  values_.push_back(*meaning);
   return Step::Value;
 }
 
@@ -190,33 +208,75 @@ JsonScanner::Step JsonScanner::scanStringValue() {
     containersThatFailed_ = open_.size();
     return Step::Failed;
   }
-  value_ = newText(text);
+  values_.emplace_back(newText(text));
   return Step::Value;
 }
 
 JsonScanner::Step JsonScanner::scanNumber() {
-  constexpr const char* kMalformed = "Could not scan number constant.";
   const char* const first = current_;
-  if (*current_ == '-') ++current_;
-  if (!skipDigits()) return failValue(-401, kMalformed);
-  const std::string_view integerPart(first, static_cast<std::size_t>(current_ - first));
-  if (!isAtEnd() && *current_ == '.') {
-    ++current_;
-    if (!skipDigits()) return failValue(-401, kMalformed);
-  }
-  if (!isAtEnd() && (*current_ == 'e' || *current_ == 'E')) {
-    ++current_;
-    if (!isAtEnd() && (*current_ == '+' || *current_ == '-')) ++current_;
-    if (!skipDigits()) return failValue(-401, kMalformed);
-  }
+  NumberParts parts;
+  if (!scanNumberInto(parts)) return failValue(-401, "Could not scan number constant.");
   const std::string_view text(first, static_cast<std::size_t>(current_ - first));
-  value_ = text.size() == integerPart.size() ? integerOf(text) : fractionOf(text, integerPart);
+  if (parts.isInteger) {
+    constexpr std::uint64_t kMinimum = std::uint64_t{1} << 63U;
+    if (parts.allDigits > kSafeDigits || (parts.isNegative && parts.digits > kMinimum))
+      values_.emplace_back(integerOf(text));
+    else if (parts.isNegative)
+      values_.emplace_back(static_cast<std::int64_t>(0 - parts.digits));
+    else
+      values_.emplace_back(parts.digits);
+    return Step::Value;
+  }
+  std::optional<double> value;
+  if (parts.allDigits <= kSafeDigits) value = exactlyRounded(parts.digits, parts.exponent);
+  if (value)
+    values_.emplace_back(parts.isNegative ? -*value : *value);
+  else
+    values_.emplace_back(fractionOf(text, text.substr(parts.isNegative ? 1 : 0, parts.integerDigits)));
   return Step::Value;
+}
+
+bool JsonScanner::scanNumberInto(NumberParts& parts) {
+  parts.isNegative = *current_ == '-';
+  if (parts.isNegative) ++current_;
+  const char* const first = current_;
+  if (!takeDigits(parts.digits)) return false;
+  parts.integerDigits = parts.allDigits = static_cast<std::size_t>(current_ - first);
+  if (!isAtEnd() && *current_ == '.') {
+    const char* const point = current_++;
+    if (!takeDigits(parts.digits)) return false;
+    parts.isInteger = false;
+    parts.exponent = point + 1 - current_;
+    parts.allDigits += static_cast<std::size_t>(current_ - point - 1);
+  }
+  return isAtEnd() || (*current_ != 'e' && *current_ != 'E') || scanExponentInto(parts);
+}
+
+bool JsonScanner::scanExponentInto(NumberParts& parts) {
+  parts.isInteger = false;
+  ++current_;
+  const bool isNegative = !isAtEnd() && *current_ == '-';
+  if (isNegative || (!isAtEnd() && *current_ == '+')) ++current_;
+  const char* const first = current_;
+  std::uint64_t power = 0;
+  if (!takeDigits(power)) return false;
+  constexpr std::uint64_t kBeyondAll = 1'000'000;
+  if (current_ - first > 6) power = kBeyondAll;
+  parts.exponent += isNegative ? -static_cast<std::int64_t>(power) : static_cast<std::int64_t>(power);
+  return true;
+}
+
+/// Appends the digits that stand here; false when there is none.
+bool JsonScanner::takeDigits(std::uint64_t& digits) {
+  const char* const first = current_;
+  for (; !isAtEnd() && ascii::isDigit(*current_); ++current_)
+    digits = digits * 10 + static_cast<std::uint64_t>(*current_ - '0');
+  return current_ != first;
 }
 
 JsonScanner::Step JsonScanner::open(bool isArray) {
   ++current_;
-  open_.push_back({isArray, elements_.size(), nullptr});
+  open_.push_back({isArray, false, values_.size(), keys_.size(), settings_.keys.now()});
   return Step::Opened;
 }
 
@@ -254,67 +314,61 @@ JsonScanner::Step JsonScanner::afterElement() {
 
 JsonScanner::Step JsonScanner::close() {
   ++current_;
-  const bool isArray = open_.back().isArray;
-  const std::size_t firstElement = open_.back().firstElement;
+  const OpenContainer container = open_.back();
   open_.pop_back();
-  value_ = isArray ? closedArray(firstElement) : closedDictionary(firstElement);
-  elements_.resize(firstElement);
-  keyHashes_.resize(firstElement);
+  if (container.isArray) {
+    Array array = closedArray(container.firstValue);
+    values_.resize(container.firstValue);
+    values_.emplace_back(std::move(array));
+  } else {
+    Dictionary dictionary = closedDictionary(container);
+    values_.resize(container.firstValue);
+    keys_.resize(container.firstKey);
+    values_.emplace_back(std::move(dictionary));
+  }
   return Step::Value;
 }
 
-Value JsonScanner::closedArray(std::size_t firstElement) {
+Array JsonScanner::closedArray(std::size_t firstValue) {
   auto* body = new detail::ArrayBody;
   Array array = Adopt::array(body);
-  body->values.reserve(elements_.size() - firstElement);
-  for (std::size_t i = firstElement; i < elements_.size(); ++i)
-    body->values.push_back(std::move(elements_[i].value));
+  const auto first = values_.begin() + static_cast<std::ptrdiff_t>(firstValue);
+  body->values.assign(std::make_move_iterator(first), std::make_move_iterator(values_.end()));
   if (!has(CJSONDeserializer::kMutableContainers)) array.makeImmutable();
   return array;
 }
 
-Value JsonScanner::closedDictionary(std::size_t firstElement) {
-  const std::size_t count = elements_.size() - firstElement;
+Dictionary JsonScanner::closedDictionary(const OpenContainer& container) {
+  const std::size_t count = keys_.size() - container.firstKey;
+  String* const keys = keys_.data() + container.firstKey;
+  Value* const values = values_.data() + container.firstValue;
   Dictionary dictionary = nullptr;
-  if (hasDistinctKeys(firstElement)) {
-    dictionary =
-        Adopt::dictionary(detail::DictionaryBody::createOfDistinct(elements_.data() + firstElement, count));
-  } else {
+  if (container.mayRepeatKeys || count > Dictionary::kLinearSearchLimit) {
     dictionary = Dictionary(count);
-    for (std::size_t i = firstElement; i < elements_.size(); ++i)
-      dictionary.set(elements_[i].key, std::move(elements_[i].value));
+    for (std::size_t i = 0; i < count; ++i) dictionary.set(keys[i], std::move(values[i]));
+  } else {
+    dictionary = Adopt::dictionary(detail::DictionaryBody::createOfDistinct(keys, values, count));
   }
   if (!has(CJSONDeserializer::kMutableContainers)) dictionary.makeImmutable();
   return dictionary;
 }
 
-/// Whether all keys of a small dictionary surely differ.
-bool JsonScanner::hasDistinctKeys(std::size_t firstElement) const {
-  const std::size_t count = keyHashes_.size() - firstElement;
-  if (count > Dictionary::kLinearSearchLimit) return false;
-  const std::uint32_t* const hashes = keyHashes_.data() + firstElement;
-  for (std::size_t i = 1; i < count; ++i) {
-    bool isKnown = false;
-    for (std::size_t k = 0; k < i; ++k) isKnown |= hashes[k] == hashes[i];
-    if (isKnown) return false;
-  }
-  return true;
-}
-
-void JsonScanner::putElement() {
-  OpenContainer& container = open_.back();
-  elements_.push_back({std::move(container.key), std::move(value_)});
-  keyHashes_.push_back(container.keyHash);
-}
-
 bool JsonScanner::scanKey(OpenContainer& dictionary) {
+  const auto put = [&](const JsonKeyCache::Taken& taken) {
+    keys_.push_back(taken.key);
+    if (taken.before > dictionary.openedAt) dictionary.mayRepeatKeys = true;
+    return true;
+  };
+  JsonKeyCache& keys = settings_.keys;
+  if (keys.isNext({current_, static_cast<std::size_t>(end_ - current_)})) {
+    const JsonKeyCache::Taken next = keys.takeNext();
+    current_ += next.key.size() + 2;
+    return put(next);
+  }
   if (isAtEnd() || (*current_ != '"' && *current_ != '\''))
     return fail(-301, "Could not scan string constant. String not started by a '\"' character.");
   std::string_view text;
-  if (!scanString(text)) return false;
-  dictionary.keyHash = textHash(text);
-  dictionary.key = settings_.keys.shared(text, dictionary.keyHash);
-  return true;
+  return scanString(text) && put(keys.take(text));
 }
 
 /// The text lies in the input, or in the scratch buffer until the next string.
@@ -391,12 +445,6 @@ std::optional<std::uint32_t> JsonScanner::takeHexDigits() {
   }
   current_ += kHexDigits;
   return value;
-}
-
-bool JsonScanner::skipDigits() {
-  const char* const first = current_;
-  while (!isAtEnd() && ascii::isDigit(*current_)) ++current_;
-  return current_ != first;
 }
 
 void JsonScanner::skipWhiteSpace() {

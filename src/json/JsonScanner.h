@@ -46,28 +46,40 @@ class JsonScanner {
   enum class Step : std::uint8_t { Value, LeftOut, Opened, Failed };
   struct OpenContainer {
     bool isArray;
-    std::size_t firstElement;  // in elements_
-    String key;                // of the value that is being read, in a dictionary
-    std::uint32_t keyHash = 0;
+    bool mayRepeatKeys;
+    std::size_t firstValue;         // in values_
+    std::size_t firstKey;           // in keys_
+    JsonKeyCache::Moment openedAt;  // keys that were not taken since then are new to it
   };
+
   struct Failure {
     int code;
     const char* message;  // nullptr for none
   };
+  /// A number is its digits times ten to the power of its exponent.
+  struct NumberParts {
+    bool isNegative = false;
+    bool isInteger = true;
+    std::size_t integerDigits = 0;
+    std::size_t allDigits = 0;
+    std::uint64_t digits = 0;  // modulo 2^64
+    std::int64_t exponent = 0;
+  };
 
   bool scanTree(Step step);
   Step scanLeafOrOpening();
+  Step scanWord(std::string_view word, const std::optional<Value>& meaning);
   Step scanStringValue();
   Step scanNumber();
-  Step scanWord(std::string_view word, std::optional<Value> meaning);
+  bool scanNumberInto(NumberParts& parts);
+  bool scanExponentInto(NumberParts& parts);
+  bool takeDigits(std::uint64_t& digits);
   Step open(bool isArray);
   Step continueContainer();
   Step afterElement();
   Step close();
-  Value closedArray(std::size_t firstElement);
-  Value closedDictionary(std::size_t firstElement);
-  [[nodiscard]] bool hasDistinctKeys(std::size_t firstElement) const;
-  void putElement();
+  Array closedArray(std::size_t firstValue);
+  Dictionary closedDictionary(const OpenContainer& container);
   bool scanKey(OpenContainer& dictionary);
 
   bool scanString(std::string_view& text);
@@ -76,7 +88,6 @@ class JsonScanner {
   bool scanCodePoint();
   /// The four hexadecimal digits here; nothing when they are not.
   std::optional<std::uint32_t> takeHexDigits();
-  bool skipDigits();
 
   void skipWhiteSpace();
   [[nodiscard]] bool isAtEnd() const { return current_ == end_; }
@@ -91,11 +102,10 @@ class JsonScanner {
   const char* current_;
   const char* const end_;
 
-  Value value_;
   std::vector<OpenContainer> open_;
-  // The elements of all open containers, those of the outermost first; an array's have no key.
-  std::vector<Dictionary::Entry> elements_;
-  std::vector<std::uint32_t> keyHashes_;  // of each element's key
+  // What was read of all open containers, the outermost first; at the end the value itself.
+  std::vector<Value> values_;
+  std::vector<String> keys_;
   std::string scratch_;
 
   std::vector<Failure> failures_;         // the cause first
