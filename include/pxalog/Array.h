@@ -42,6 +42,7 @@ class PXALOG_EXPORT Array {
  private:
   friend class Value;
   friend struct detail::Adopt;
+  static constexpr std::size_t kDefaultCapacity = 4;
   explicit Array(detail::ArrayBody* adopted) noexcept : body_(adopted) {}
   detail::ArrayBody* body_;
 };

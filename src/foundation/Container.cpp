@@ -30,10 +30,12 @@ void Container::destroy() noexcept {
 }
 
 void Container::destroyBody() noexcept {
+  const BlockArena::Place place = place_;
   if (type_ == Type::Array)
-    delete static_cast<ArrayBody*>(this);
+    static_cast<ArrayBody*>(this)->~ArrayBody();
   else
-    DictionaryBody::destroyAndFree(static_cast<DictionaryBody*>(this));
+    static_cast<DictionaryBody*>(this)->~DictionaryBody();
+  BlockArena::giveBack(this, place);
 }
 
 }  // namespace pxa::detail

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -17,6 +18,7 @@ namespace detail {
 namespace {
 
 constexpr std::uint32_t kNoPosition = 0;
+constexpr std::uint32_t kSmallestGrowth = 4;
 
 bool isSameKey(const String& key, std::string_view wanted) {
   const std::string_view text = key.view();
@@ -29,27 +31,18 @@ static_assert(sizeof(DictionaryBody) % alignof(Dictionary::Entry) == 0);
 
 DictionaryBody* DictionaryBody::create(std::size_t capacity) {
   capacity = std::clamp<std::size_t>(capacity, 1, std::numeric_limits<std::uint32_t>::max() / 2);
-  void* memory = ::operator new(sizeof(DictionaryBody) + capacity * sizeof(Entry));
-  return new (memory) DictionaryBody(capacity);
+  const BlockArena::Room room = BlockArena::allocateAlone(sizeof(DictionaryBody) + capacity * sizeof(Entry));
+  return new (room.memory) DictionaryBody(room, capacity);
 }
 
-void DictionaryBody::destroyAndFree(DictionaryBody* body) noexcept {
-  body->~DictionaryBody();
-  ::operator delete(static_cast<void*>(body));
-}
-
-DictionaryBody::DictionaryBody(std::size_t capacity) noexcept
-    : Container(Type::Dictionary),
+DictionaryBody::DictionaryBody(const BlockArena::Room& room, std::size_t capacity) noexcept
+    : Container(Type::Dictionary, room.place),
       entries_(inlineEntries()),
       capacity_(static_cast<std::uint32_t>(capacity)) {}
 
 DictionaryBody::~DictionaryBody() {
   std::destroy_n(entries_, used_);
   if (entries_ != inlineEntries()) ::operator delete(static_cast<void*>(entries_));
-}
-
-DictionaryBody::Entry* DictionaryBody::inlineEntries() noexcept {
-  return reinterpret_cast<Entry*>(reinterpret_cast<char*>(this) + sizeof(DictionaryBody));
 }
 
 DictionaryBody::Entry* DictionaryBody::find(std::string_view key) const noexcept {
@@ -81,10 +74,15 @@ void DictionaryBody::set(const String& key, Value value) {
     rebuildIndex();
 }
 
-DictionaryBody* DictionaryBody::createOfDistinct(String* keys, Value* values, std::size_t count) {
-  DictionaryBody* body = create(count);
-  for (std::size_t i = 0; i < count; ++i)
-    new (body->entries_ + i) Entry{std::move(keys[i]), std::move(values[i])};
+DictionaryBody* DictionaryBody::createOfDistinct(String* keys, Value* values, std::size_t count,
+                                                 BlockArena& arena) {
+  const BlockArena::Room room = arena.allocate(sizeof(DictionaryBody) + count * sizeof(Entry));
+  auto* const body = new (room.memory) DictionaryBody(room, count);
+  for (std::size_t i = 0; i < count; ++i) {
+    Entry* const entry = body->entries_ + i;
+    std::memcpy(static_cast<void*>(&entry->key), static_cast<void*>(keys + i), sizeof(String));
+    std::memcpy(static_cast<void*>(&entry->value), static_cast<void*>(values + i), sizeof(Value));
+  }
   body->used_ = body->live_ = static_cast<std::uint32_t>(count);
   return body;
 }
@@ -103,7 +101,7 @@ void DictionaryBody::remove(std::string_view key) noexcept {
 
 void DictionaryBody::makeRoom() {
   if (live_ > std::numeric_limits<std::uint32_t>::max() / 4) throw std::length_error("Dictionary");
-  const std::uint32_t capacity = std::max<std::uint32_t>(capacity_, live_ * 2);
+  const std::uint32_t capacity = std::max({kSmallestGrowth, capacity_, live_ * 2});
   auto* entries = static_cast<Entry*>(::operator new(capacity * sizeof(Entry)));
   std::uint32_t kept = 0;
   for (Entry* entry = entries_; entry != entries_ + used_; ++entry)

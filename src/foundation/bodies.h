@@ -4,19 +4,39 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
-#include <vector>
 
 #include <pxalog/Array.h>
 #include <pxalog/Dictionary.h>
 #include <pxalog/detail/Container.h>
 
-/// The counted bodies behind Array and Dictionary.
+#include "foundation/BlockArena.h"
+
+/// The counted bodies behind Array and Dictionary. They are made by their create functions alone and destroyed by
+/// Container, since what they hold lies behind them.
 namespace pxa::detail {
 
+/// The values lie in one block: at first behind the body itself, in the same allocation, later in a block of
+/// their own.
 class ArrayBody final : public Container {
  public:
-  ArrayBody() noexcept : Container(Type::Array) {}
-  std::vector<Value> values;
+  static ArrayBody* create(std::size_t capacity);
+  /// Takes the values over, as bytes.
+  static ArrayBody* createOf(Value* values, std::size_t count, BlockArena& arena);
+
+  [[nodiscard]] const Value* begin() const noexcept { return values_; }
+  [[nodiscard]] const Value* end() const noexcept { return values_ + size_; }
+  void append(Value value);
+
+ private:
+  friend class Container;
+  ArrayBody(const BlockArena::Room& room, std::size_t capacity) noexcept;
+  ~ArrayBody();
+  [[nodiscard]] Value* inlineValues() noexcept { return reinterpret_cast<Value*>(this + 1); }
+  void grow();
+
+  Value* values_;
+  std::size_t size_ = 0;
+  std::size_t capacity_;
 };
 
 /// The entries lie in one block in the order in which their keys were set: at first behind the body itself,
@@ -27,10 +47,8 @@ class DictionaryBody final : public Container {
   using Entry = Dictionary::Entry;
 
   static DictionaryBody* create(std::size_t capacity);
-  /// Takes keys and values over; the keys must differ, at most kLinearSearchLimit of them.
-  static DictionaryBody* createOfDistinct(String* keys, Value* values, std::size_t count);
-  /// What create() gave must be destroyed here: body and first entries are one allocation.
-  static void destroyAndFree(DictionaryBody* body) noexcept;
+  /// Takes keys and values over, as bytes; the keys must differ, at most kLinearSearchLimit of them.
+  static DictionaryBody* createOfDistinct(String* keys, Value* values, std::size_t count, BlockArena& arena);
 
   [[nodiscard]] const Entry* begin() const noexcept { return entries_; }
   [[nodiscard]] const Entry* end() const noexcept { return entries_ + used_; }
@@ -40,9 +58,10 @@ class DictionaryBody final : public Container {
   void remove(std::string_view key) noexcept;
 
  private:
-  explicit DictionaryBody(std::size_t capacity) noexcept;
+  friend class Container;
+  DictionaryBody(const BlockArena::Room& room, std::size_t capacity) noexcept;
   ~DictionaryBody();
-  [[nodiscard]] Entry* inlineEntries() noexcept;
+  [[nodiscard]] Entry* inlineEntries() noexcept { return reinterpret_cast<Entry*>(this + 1); }
   /// Room for one more entry; drops removed entries on the way.
   void makeRoom();
   void rebuildIndex();

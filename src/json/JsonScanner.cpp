@@ -15,20 +15,19 @@
 #include "foundation/bodies.h"
 #include "foundation/byte_blocks.h"
 #include "foundation/utf8.h"
+#include "json/digits.h"
 
 namespace pxa {
 
 namespace {
 
 using detail::Adopt;
+using detail::SharedBytes;
 
 constexpr std::size_t kSnippetSize = 20;
 constexpr std::size_t kHexDigits = 4;
+constexpr const char* kMalformedNumber = "Could not scan number constant.";
 constexpr const char* kBadEscape = "Could not decode string escape code.";
-
-String newText(std::string_view text) {
-  return Adopt::text(detail::SharedBytes::copyOf(text, detail::SharedBytes::Encoding::Utf8));
-}
 
 /// Where a string's plain bytes end: at the quote, at a backslash, or at the end of the text. Says also
 /// whether they may hold more than ASCII.
@@ -149,7 +148,7 @@ bool JsonScanner::scanEnd() {
 }
 
 /// Goes on from a value's first step until the value is whole.
-bool JsonScanner::scanTree(Step step) {
+[[gnu::flatten]] bool JsonScanner::scanTree(Step step) {
   for (;;) {
     switch (step) {
       case Step::Failed:
@@ -159,7 +158,7 @@ bool JsonScanner::scanTree(Step step) {
         break;
       case Step::LeftOut:
         if (open_.empty()) return true;
-        if (!open_.back().isArray) keys_.pop_back();
+        if (!open_.back().isArray) keys_.pop();
         step = afterElement();
         break;
       case Step::Value:
@@ -187,8 +186,19 @@ JsonScanner::Step JsonScanner::scanLeafOrOpening() {
       return scanWord("false", Value(false));
     case 'n':
       return scanWord("null", settings_.nullObject);
+    case '-':
+    case '0':
+    case '1':
+    case '2':
+    case '3':
+    case '4':
+    case '5':
+    case '6':
+    case '7':
+    case '8':
+    case '9':
+      return scanNumber();
     default:
-      if (*current_ == '-' || ascii::isDigit(*current_)) return scanNumber();
       return failValue(-15, "Could not scan object. Character not a valid JSON character.");
   }
 }
@@ -198,7 +208,7 @@ JsonScanner::Step JsonScanner::scanWord(std::string_view word, const std::option
     return failValue(-15, "Could not scan object. Character not a valid JSON character.");
   current_ += word.size();
   if (!meaning) return Step::LeftOut;
-  values_.push_back(*meaning);
+  values_.push(*meaning);
   return Step::Value;
 }
 
@@ -208,69 +218,62 @@ JsonScanner::Step JsonScanner::scanStringValue() {
     containersThatFailed_ = open_.size();
     return Step::Failed;
   }
-  values_.emplace_back(newText(text));
+  values_.push(Adopt::text(SharedBytes::copyOf(text, SharedBytes::Encoding::Utf8, arena_)));
   return Step::Value;
 }
 
 JsonScanner::Step JsonScanner::scanNumber() {
   const char* const first = current_;
-  NumberParts parts;
-  if (!scanNumberInto(parts)) return failValue(-401, "Could not scan number constant.");
-  const std::string_view text(first, static_cast<std::size_t>(current_ - first));
-  if (parts.isInteger) {
-    constexpr std::uint64_t kMinimum = std::uint64_t{1} << 63U;
-    if (parts.allDigits > kSafeDigits || (parts.isNegative && parts.digits > kMinimum))
-      values_.emplace_back(integerOf(text));
-    else if (parts.isNegative)
-      values_.emplace_back(static_cast<std::int64_t>(0 - parts.digits));
-    else
-      values_.emplace_back(parts.digits);
-    return Step::Value;
-  }
-  std::optional<double> value;
-  if (parts.allDigits <= kSafeDigits) value = exactlyRounded(parts.digits, parts.exponent);
-  if (value)
-    values_.emplace_back(parts.isNegative ? -*value : *value);
+  const bool isNegative = *first == '-';
+  const char* const integer = first + (isNegative ? 1 : 0);
+  std::uint64_t digits = 0;
+  current_ = takeDigits(integer, end_, digits);
+  const auto count = static_cast<std::size_t>(current_ - integer);
+  if (count == 0) return failValue(-401, kMalformedNumber);
+  if (!isAtEnd() && (*current_ == '.' || *current_ == 'e' || *current_ == 'E'))
+    return scanFraction({isNegative, first, {integer, count}, digits});
+  constexpr std::uint64_t kLargestNegative = std::uint64_t{1} << 63U;
+  if (count > kSafeDigits || (isNegative && digits > kLargestNegative))
+    values_.push(integerOf({first, current_}));
   else
-    values_.emplace_back(fractionOf(text, text.substr(parts.isNegative ? 1 : 0, parts.integerDigits)));
+    values_.push(isNegative ? Number(static_cast<std::int64_t>(0 - digits)) : Number(digits));
   return Step::Value;
 }
 
-bool JsonScanner::scanNumberInto(NumberParts& parts) {
-  parts.isNegative = *current_ == '-';
-  if (parts.isNegative) ++current_;
-  const char* const first = current_;
-  if (!takeDigits(parts.digits)) return false;
-  parts.integerDigits = parts.allDigits = static_cast<std::size_t>(current_ - first);
-  if (!isAtEnd() && *current_ == '.') {
-    const char* const point = current_++;
-    if (!takeDigits(parts.digits)) return false;
-    parts.isInteger = false;
-    parts.exponent = point + 1 - current_;
-    parts.allDigits += static_cast<std::size_t>(current_ - point - 1);
+/// Behind the integer part of a number that goes on.
+JsonScanner::Step JsonScanner::scanFraction(const IntegerPart& integer) {
+  std::uint64_t digits = integer.value;
+  std::size_t count = integer.digits.size();
+  std::int64_t exponent = 0;
+  if (*current_ == '.') {
+    const char* const fraction = ++current_;
+    current_ = takeDigits(fraction, end_, digits);
+    if (current_ == fraction) return failValue(-401, kMalformedNumber);
+    exponent = fraction - current_;
+    count += static_cast<std::size_t>(current_ - fraction);
   }
-  return isAtEnd() || (*current_ != 'e' && *current_ != 'E') || scanExponentInto(parts);
+  if (!isAtEnd() && (*current_ == 'e' || *current_ == 'E') && !scanExponent(exponent))
+    return failValue(-401, kMalformedNumber);
+
+  const std::optional<double> value = count <= kSafeDigits ? exactlyRounded(digits, exponent) : std::nullopt;
+  if (value)
+    values_.push(integer.isNegative ? -*value : *value);
+  else
+    values_.push(fractionOf({integer.first, current_}, integer.digits));
+  return Step::Value;
 }
 
-bool JsonScanner::scanExponentInto(NumberParts& parts) {
-  parts.isInteger = false;
+/// Adds what stands behind the "e".
+bool JsonScanner::scanExponent(std::int64_t& exponent) {
   ++current_;
   const bool isNegative = !isAtEnd() && *current_ == '-';
   if (isNegative || (!isAtEnd() && *current_ == '+')) ++current_;
   const char* const first = current_;
   std::uint64_t power = 0;
-  if (!takeDigits(power)) return false;
+  current_ = takeDigits(first, end_, power);
   constexpr std::uint64_t kBeyondAll = 1'000'000;
   if (current_ - first > 6) power = kBeyondAll;
-  parts.exponent += isNegative ? -static_cast<std::int64_t>(power) : static_cast<std::int64_t>(power);
-  return true;
-}
-
-/// Appends the digits that stand here; false when there is none.
-bool JsonScanner::takeDigits(std::uint64_t& digits) {
-  const char* const first = current_;
-  for (; !isAtEnd() && ascii::isDigit(*current_); ++current_)
-    digits = digits * 10 + static_cast<std::uint64_t>(*current_ - '0');
+  exponent += isNegative ? -static_cast<std::int64_t>(power) : static_cast<std::int64_t>(power);
   return current_ != first;
 }
 
@@ -318,36 +321,37 @@ JsonScanner::Step JsonScanner::close() {
   open_.pop_back();
   if (container.isArray) {
     Array array = closedArray(container.firstValue);
-    values_.resize(container.firstValue);
-    values_.emplace_back(std::move(array));
+    values_.push(std::move(array));
   } else {
     Dictionary dictionary = closedDictionary(container);
-    values_.resize(container.firstValue);
-    keys_.resize(container.firstKey);
-    values_.emplace_back(std::move(dictionary));
+    values_.push(std::move(dictionary));
   }
   return Step::Value;
 }
 
 Array JsonScanner::closedArray(std::size_t firstValue) {
-  auto* body = new detail::ArrayBody;
-  Array array = Adopt::array(body);
-  const auto first = values_.begin() + static_cast<std::ptrdiff_t>(firstValue);
-  body->values.assign(std::make_move_iterator(first), std::make_move_iterator(values_.end()));
+  Value* const values = values_.from(firstValue);
+  Array array = Adopt::array(detail::ArrayBody::createOf(values, values_.size() - firstValue, arena_));
+  values_.forgetFrom(firstValue);
   if (!has(CJSONDeserializer::kMutableContainers)) array.makeImmutable();
   return array;
 }
 
 Dictionary JsonScanner::closedDictionary(const OpenContainer& container) {
   const std::size_t count = keys_.size() - container.firstKey;
-  String* const keys = keys_.data() + container.firstKey;
-  Value* const values = values_.data() + container.firstValue;
+  String* const keys = keys_.from(container.firstKey);
+  Value* const values = values_.from(container.firstValue);
+  const bool isSimple = !container.mayRepeatKeys && count <= Dictionary::kLinearSearchLimit;
   Dictionary dictionary = nullptr;
-  if (container.mayRepeatKeys || count > Dictionary::kLinearSearchLimit) {
+  if (isSimple) {
+    dictionary = Adopt::dictionary(detail::DictionaryBody::createOfDistinct(keys, values, count, arena_));
+    keys_.forgetFrom(container.firstKey);
+    values_.forgetFrom(container.firstValue);
+  } else {
     dictionary = Dictionary(count);
     for (std::size_t i = 0; i < count; ++i) dictionary.set(keys[i], std::move(values[i]));
-  } else {
-    dictionary = Adopt::dictionary(detail::DictionaryBody::createOfDistinct(keys, values, count));
+    keys_.popFrom(container.firstKey);
+    values_.popFrom(container.firstValue);
   }
   if (!has(CJSONDeserializer::kMutableContainers)) dictionary.makeImmutable();
   return dictionary;
@@ -355,7 +359,7 @@ Dictionary JsonScanner::closedDictionary(const OpenContainer& container) {
 
 bool JsonScanner::scanKey(OpenContainer& dictionary) {
   const auto put = [&](const JsonKeyCache::Taken& taken) {
-    keys_.push_back(taken.key);
+    keys_.push(taken.key);
     if (taken.before > dictionary.openedAt) dictionary.mayRepeatKeys = true;
     return true;
   };

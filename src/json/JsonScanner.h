@@ -10,6 +10,8 @@
 #include <pxalog/Dictionary.h>
 #include <pxalog/Error.h>
 
+#include "foundation/BlockArena.h"
+#include "foundation/ByteMovedStack.h"
 #include "json/JsonKeyCache.h"
 
 namespace pxa {
@@ -56,14 +58,11 @@ class JsonScanner {
     int code;
     const char* message;  // nullptr for none
   };
-  /// A number is its digits times ten to the power of its exponent.
-  struct NumberParts {
-    bool isNegative = false;
-    bool isInteger = true;
-    std::size_t integerDigits = 0;
-    std::size_t allDigits = 0;
-    std::uint64_t digits = 0;  // modulo 2^64
-    std::int64_t exponent = 0;
+  struct IntegerPart {
+    bool isNegative;
+    const char* first;  // of the number
+    std::string_view digits;
+    std::uint64_t value;  // modulo 2^64
   };
 
   bool scanTree(Step step);
@@ -71,9 +70,8 @@ class JsonScanner {
   Step scanWord(std::string_view word, const std::optional<Value>& meaning);
   Step scanStringValue();
   Step scanNumber();
-  bool scanNumberInto(NumberParts& parts);
-  bool scanExponentInto(NumberParts& parts);
-  bool takeDigits(std::uint64_t& digits);
+  Step scanFraction(const IntegerPart& integer);
+  bool scanExponent(std::int64_t& exponent);
   Step open(bool isArray);
   Step continueContainer();
   Step afterElement();
@@ -104,8 +102,9 @@ class JsonScanner {
 
   std::vector<OpenContainer> open_;
   // What was read of all open containers, the outermost first; at the end the value itself.
-  std::vector<Value> values_;
-  std::vector<String> keys_;
+  ByteMovedStack<Value> values_;
+  ByteMovedStack<String> keys_;
+  BlockArena arena_;  // of strings and containers
   std::string scratch_;
 
   std::vector<Failure> failures_;         // the cause first

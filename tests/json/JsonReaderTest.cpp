@@ -758,6 +758,97 @@ TEST(JsonReader, SharesEqualKeysAcrossTexts) {
   EXPECT_EQ(firstKeyBuffer(first), firstKeyBuffer(second));
 }
 
+TEST(JsonReader, SharesEqualKeysInAnyOrder) {
+  CJSONDeserializer sharing = reader();
+  std::vector<const char*> buffers;
+  for (int round = 0; round < 3; ++round)
+    for (int i = 0; i < 500; ++i) {
+      const int number = round == 2 ? 499 - i : i;
+      const Value value = valueOf(sharing, "{\"key" + std::to_string(number) + "\":1}");
+      if (round == 0)
+        buffers.push_back(firstKeyBuffer(value));
+      else
+        ASSERT_EQ(firstKeyBuffer(value), buffers[static_cast<std::size_t>(number)]) << number;
+    }
+}
+
+TEST(JsonReader, TellsKeysApartThatLookAlikeInTheText) {
+  // The second record's key has, escapes aside, the bytes of the first one's.
+  EXPECT_EQ(codesOf(errorOf(R"([{"x":1,"a\"b":2},{"x":1,"a"b":2}])")), (std::vector<int>{-202, -103}));
+  EXPECT_EQ(codesOf(errorOf(R"([{"x":1,'a"b':2},{"x":1,"a"b":2}])")), (std::vector<int>{-202, -103}));
+  const Array records = read(R"([{"x":1,"a\\b":2},{"x":1,"a\b":2}])").array();
+  EXPECT_EQ(keysOf(records.at(0).dictionary()), (std::vector<std::string>{"x", "a\\b"}));
+  EXPECT_EQ(keysOf(records.at(1).dictionary()), (std::vector<std::string>{"x", "a\b"}));
+}
+
+TEST(JsonReader, TellsAKeyFromTheOneThatUsuallyStandsThere) {
+  const Array records =
+      read(R"([{"a":1,"bc":2},{"a":1,"b":2},{"a":1,"bcd":2},{"a":1,"bc":2},{"a":1,"":2}])").array();
+  const std::vector<std::string> second = {"bc", "b", "bcd", "bc", ""};
+  for (std::size_t i = 0; i < second.size(); ++i)
+    EXPECT_EQ(keysOf(records.at(i).dictionary()), (std::vector<std::string>{"a", second[i]}));
+  for (const std::string_view cut : {R"([{"a":1,"bc":2},{"a":1,"bc)"sv, R"([{"a":1,"bc":2},{"a":1,"b)"sv})
+    EXPECT_EQ(codesOf(errorOf(cut)), (std::vector<int>{-202, -102, -304}));
+}
+
+/// A text of records within records, whose keys come in any order and more than once, and what it means.
+class RandomRecords {
+ public:
+  explicit RandomRecords(unsigned seed) : random_(seed) {}
+
+  Dictionary record(int levels) {
+    Dictionary record;
+    text += '{';
+    for (auto left = random_() % 6; left-- > 0;) {
+      static constexpr std::array<std::pair<const char*, const char*>, 7> kKeys = {
+          {{R"("a")", "a"},
+           {"'a'", "a"},
+           {R"("b")", "b"},
+           {R"("\u0062")", "b"},
+           {R"("c\"d")", "c\"d"},
+           {R"('c"d')", "c\"d"},
+           {R"("a longer key, which stands in many records, but is not cached because it is longer")",
+            "a longer key, which stands in many records, but is not cached because it is longer"}}};
+      const auto& [written, key] = kKeys[random_() % kKeys.size()];
+      text.append(written).append(":");
+      if (levels > 0 && random_() % 3 == 0) {
+        record.set(key, this->record(levels - 1));
+      } else {
+        const std::uint64_t number = random_() % 1'000;
+        text += std::to_string(number);
+        record.set(key, number);
+      }
+      text += left == 0 ? "" : ",";
+    }
+    text += '}';
+    return record;
+  }
+
+  std::string text;
+
+ private:
+  std::mt19937 random_;
+};
+
+TEST(JsonReader, ReadsRecordsWhoseKeysComeInAnyOrderAndMoreThanOnce) {
+  CJSONDeserializer sharing = reader();
+  for (unsigned seed = 0; seed < 2'000; ++seed) {
+    RandomRecords records(seed);
+    const Dictionary expected = records.record(3);
+    const Dictionary found = valueOf(sharing, records.text).dictionary();
+    ASSERT_TRUE(Value(found) == Value(expected)) << records.text;
+    ASSERT_EQ(keysOf(found), keysOf(expected)) << records.text;
+  }
+}
+
+TEST(JsonReader, FindsAKeyThatComesAgainBehindThousandsOfOthers) {
+  std::string text = R"({"again":1,"others":{)";
+  for (int i = 0; i < 3'000; ++i) text += "\"k" + std::to_string(i) + "\":0,";
+  const Dictionary dictionary = read(text + R"(},"again":2})").dictionary();
+  EXPECT_EQ(keysOf(dictionary), (std::vector<std::string>{"again", "others"}));
+  EXPECT_TRUE(dictionary.value("again") == Value(2ULL));
+}
+
 TEST(JsonReader, TellsDifferentKeysApartHoweverManyThereAre) {
   CJSONDeserializer sharing = reader();
   for (int round = 0; round < 2; ++round)

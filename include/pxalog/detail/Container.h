@@ -15,12 +15,15 @@ class Container {
 
   void retain() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
   void release() noexcept {
-    if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy();
+    // The only holder needs no atomic subtraction to know that it is the last one.
+    if (references_.load(std::memory_order_acquire) == 1 ||
+        references_.fetch_sub(1, std::memory_order_acq_rel) == 1)
+      destroy();
   }
 
  protected:
   enum class Type : std::uint8_t { Array, Dictionary };
-  explicit Container(Type type) noexcept : type_(type) {}
+  Container(Type type, std::uint16_t place) noexcept : type_(type), place_(place) {}
   ~Container() = default;
 
  private:
@@ -31,6 +34,7 @@ class Container {
   std::atomic<std::uint32_t> references_{1};
   const Type type_;
   bool isMutable_ = true;
+  const std::uint16_t place_;  // in a block of a BlockArena
   Container* nextToDestroy_ = nullptr;
 };
 

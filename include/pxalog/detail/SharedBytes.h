@@ -7,6 +7,10 @@
 
 #include <pxalog/Export.h>
 
+namespace pxa {
+class BlockArena;
+}
+
 namespace pxa::detail {
 
 /// The one buffer kind behind String and Data: immutable bytes, followed by a NUL, counted by reference.
@@ -23,18 +27,21 @@ class SharedBytes {
 
   /// A new buffer with one reference that holds a copy of the bytes.
   PXALOG_EXPORT static SharedBytes* copyOf(std::string_view bytes, Encoding encoding);
+  /// The same among the other things of an arena.
+  static SharedBytes* copyOf(std::string_view bytes, Encoding encoding, BlockArena& arena);
 
   /// Room for a header in front of bytes that a writer fills itself; see ByteBuffer.
-  static constexpr std::size_t kHeaderSize = 32;
+  static constexpr std::size_t kHeaderSize = 24;
 
   void retain() noexcept {
     if (references_.load(std::memory_order_relaxed) != kImmortal)
       references_.fetch_add(1, std::memory_order_relaxed);
   }
   void release() noexcept {
-    if (references_.load(std::memory_order_relaxed) != kImmortal &&
-        references_.fetch_sub(1, std::memory_order_acq_rel) == 1)
-      destroy();
+    // The only holder needs no atomic subtraction to know that it is the last one.
+    const std::int32_t references = references_.load(std::memory_order_acquire);
+    if (references == kImmortal) return;
+    if (references == 1 || references_.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy();
   }
 
   [[nodiscard]] std::string_view view() const noexcept { return {bytes_, size_}; }
@@ -49,6 +56,7 @@ class SharedBytes {
 
   std::atomic<std::int32_t> references_;
   std::atomic<Encoding> encoding_;
+  std::uint16_t place_ = 0;  // in a block of a BlockArena
   const std::size_t size_;
   const char* const bytes_;
 };
