@@ -49,9 +49,10 @@ Error Error::withDescription(String domain, int code, String message) {
 }
 
 Error Error::withUnderlying(Error cause) const {
+  static const String& key = *new String(kUnderlyingErrorKey);  // made once, a chain may be long
   Dictionary facts(userInfo_.size() + 1);
   for (const Dictionary::Entry& fact : userInfo_) facts.set(fact.key, fact.value);
-  facts.set(kUnderlyingErrorKey, std::shared_ptr<Object>(std::make_shared<ErrorValue>(std::move(cause))));
+  facts.set(key, std::shared_ptr<Object>(std::make_shared<ErrorValue>(std::move(cause))));
   return Error(domain_, code_, std::move(facts));
 }
 

@@ -474,21 +474,20 @@ JsonScanner::Step JsonScanner::failContainer(int code, const char* message) {
 
 Error JsonScanner::error() const {
   const Dictionary place = placeOfFailure();
-  Error error;
-  const auto causes = [&](int code, const char* message) {
-    Dictionary facts(place.size() + 2);
+  const auto errorHere = [&place](const Failure& failure) {
+    Dictionary facts(place.size() + 1);
     for (const Dictionary::Entry& fact : place) facts.set(fact.key, fact.value);
-    if (message != nullptr) facts.set(Error::kLocalizedDescriptionKey, message);
-    const Error outer(CJSONDeserializer::kErrorDomain, code, std::move(facts));
-    error = error.isError() ? outer.withUnderlying(std::move(error)) : outer;
+    if (failure.message != nullptr) facts.set(Error::kLocalizedDescriptionKey, failure.message);
+    return Error(CJSONDeserializer::kErrorDomain, failure.code, std::move(facts));
   };
-  for (const Failure& failure : failures_) causes(failure.code, failure.message);
-  for (std::size_t i = containersThatFailed_; i-- > 0;) {
-    if (open_[i].isArray)
-      causes(-202, "Could not scan array. Could not scan a value.");
-    else
-      causes(-104, "Could not scan dictionary. Failed to scan a value.");
-  }
+  Error error = errorHere(failures_.front());
+  for (std::size_t i = 1; i < failures_.size(); ++i)
+    error = errorHere(failures_[i]).withUnderlying(std::move(error));
+
+  const Error ofArray = errorHere({-202, "Could not scan array. Could not scan a value."});
+  const Error ofDictionary = errorHere({-104, "Could not scan dictionary. Failed to scan a value."});
+  for (std::size_t i = containersThatFailed_; i-- > 0;)
+    error = (open_[i].isArray ? ofArray : ofDictionary).withUnderlying(std::move(error));
   return error;
 }
 
