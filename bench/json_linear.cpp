@@ -1,5 +1,5 @@
-// That the JSON reader takes time in proportion to its text, errors included: each document of one size and of
-// twice that size, which is to take at most 2.3 times as long. Medians of interleaved runs.
+// That the JSON reader takes time in proportion to its text, errors included: each document of one size and
+// of twice that size, which is to take at most 2.3 times as long. Medians of interleaved runs.
 
 #include <algorithm>
 #include <chrono>

@@ -18,6 +18,8 @@ namespace pxa {
 /// fit; numbers with a fraction or an exponent Double, correctly rounded, or Decimal where the digits before
 /// the point do not fit UInt64. Equal keys share one String, as far as a cache of bounded size remembers them.
 /// Of a key that comes twice in one dictionary the last value counts. Nesting is limited by memory alone.
+/// What is read of one text lies in blocks of at most 8 KiB, large things alone; a block lives as long as one
+/// of the strings and containers in it.
 ///
 /// On failure operations return nothing and, where an error is asked for, say why: domain kErrorDomain, a
 /// code, where in the text ("line", "character", "location", "snippet") and, where one failure caused
@@ -29,9 +31,8 @@ class PXALOG_EXPORT CJSONDeserializer {
   /// Options.
   static constexpr unsigned kMutableContainers = 1;  ///< without it containers ignore changes
   static constexpr unsigned kMutableLeaves = 2;      ///< strings of their own; no String can be changed
-  static constexpr unsigned kAllowFragments = 4;  ///< a text may be a string, a number, true, false or null
-  static constexpr unsigned kLaxEscapes =
-      8;  ///< of an unknown escape the character behind the backslash is kept
+  static constexpr unsigned kAllowFragments = 4;     ///< a text may be a string, a number, a boolean or null
+  static constexpr unsigned kLaxEscapes = 8;         ///< an unknown escape gives its character alone
 
   /// A new reader with option kMutableContainers.
   static CJSONDeserializer deserializer() { return {}; }

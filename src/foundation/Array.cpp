@@ -24,7 +24,8 @@ ArrayBody* ArrayBody::create(std::size_t capacity) {
 ArrayBody* ArrayBody::createOf(Value* values, std::size_t count, BlockArena& arena) {
   const BlockArena::Room room = arena.allocate(sizeof(ArrayBody) + count * sizeof(Value));
   auto* const body = new (room.memory) ArrayBody(room, count);
-  std::memcpy(static_cast<void*>(body->values_), static_cast<void*>(values), count * sizeof(Value));
+  if (count != 0)
+    std::memcpy(static_cast<void*>(body->values_), static_cast<void*>(values), count * sizeof(Value));
   body->size_ = count;
   return body;
 }

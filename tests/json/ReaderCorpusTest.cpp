@@ -11,8 +11,9 @@
 #include <pxalog/CJSONDeserializer.h>
 #include <pxalog/CJSONSerializer.h>
 
-// Texts and what becomes of them, which lies beside each text under the ending ".expected": of "reads_….json" what
-// is written of the value; of "fails<code>_….json" the error with its place and then, a line each, its causes.
+// Texts and what becomes of them, which lies beside each text under the ending ".expected": of "reads_….json"
+// what is written of the value; of "fails<code>_….json" the error with its place and then, a line each, its
+// causes.
 
 namespace pxa {
 namespace {
