@@ -23,7 +23,7 @@ class BlockArena {
   BlockArena& operator=(const BlockArena&) = delete;
   ~BlockArena() { closeBlock(); }
 
-  /// Room for so many bytes, aligned for pointers and 64-bit numbers. Large things lie alone.
+  /// Room for so many bytes, one at least, aligned for pointers and 64-bit numbers. Large things lie alone.
   Room allocate(std::size_t size) {
     const std::size_t rounded = (size + kUnit - 1) / kUnit * kUnit;
     if (rounded > free_ || size > kLargestThing) return allocateElsewhere(size);

@@ -14,17 +14,17 @@ class ErrorValue final : public Object {
   ErrorValue(const ErrorValue&) = delete;
   ErrorValue& operator=(const ErrorValue&) = delete;
   ~ErrorValue() override {
-    if (dying_ != nullptr) {
-      dying_->push_back(std::move(error_));
+    if (pending != nullptr) {
+      pending->push_back(std::move(error_));
       return;
     }
     std::vector<Error> dying;
-    dying_ = &dying;
+    pending = &dying;
     for (dying.push_back(std::move(error_)); !dying.empty();) {
       const Error next = std::move(dying.back());
       dying.pop_back();
     }
-    dying_ = nullptr;
+    pending = nullptr;
   }
 
   [[nodiscard]] String className() const override { return "Error"; }
@@ -34,7 +34,7 @@ class ErrorValue final : public Object {
  private:
   /// Errors whose last holder is gone, while the first of them is being destroyed on this thread: a chain
   /// must not cost stack.
-  static inline thread_local std::vector<Error>* dying_ = nullptr;
+  static inline thread_local std::vector<Error>* pending = nullptr;
 
   Error error_;
 };

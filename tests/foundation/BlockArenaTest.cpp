@@ -35,7 +35,8 @@ void giveBack(const Thing& thing) {
 std::vector<Thing> thingsOfManySizes(BlockArena& arena) {
   std::vector<Thing> things;
   std::mt19937 random(1);
-  for (int i = 0; i < 2'000; ++i) things.push_back(makeThing(arena, random() % (i % 50 == 0 ? 20'000 : 100)));
+  for (int i = 0; i < 2'000; ++i)
+    things.push_back(makeThing(arena, 1 + random() % (i % 50 == 0 ? 20'000 : 100)));
   return things;
 }
 
@@ -46,7 +47,7 @@ TEST(BlockArena, KeepsThingsApart) {
 
 TEST(BlockArena, AlignsEveryThing) {
   BlockArena arena;
-  for (std::size_t size = 0; size < 3'000; ++size) {
+  for (std::size_t size = 1; size < 3'000; ++size) {
     const Thing thing = makeThing(arena, size);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(thing.room.memory) % alignof(std::uint64_t), 0U) << size;
     giveBack(thing);
