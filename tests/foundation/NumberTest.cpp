@@ -1,8 +1,11 @@
+#include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -72,6 +75,16 @@ TEST(Number, WritesEveryKindAsText) {
       {1e300, "1e+300"},
       {5e-324, "5e-324"},
       {0.30000000000000004, "0.30000000000000004"},
+      {-0.0, "-0"},
+      {-0.25, "-0.25"},
+      {0.001, "0.001"},
+      {0.0001, "1e-04"},
+      {10000.0, "10000"},
+      {100000.0, "1e+05"},
+      {-1234500000.0, "-1234500000"},
+      {99999.999, "99999.999"},
+      {999999999999.999, "999999999999.999"},
+      {1000000000000.5, "1000000000000.5"},
       {1.7976931348623157e308, "1.7976931348623157e+308"},
       {decimal("-001.50E+07"), "-001.50E+07"},
   };
@@ -92,10 +105,29 @@ TEST(Number, WritesAFloatThatReadsBackToTheSameFloat) {
     EXPECT_EQ(std::strtof(Number(value).stringValue().c_str(), nullptr), value);
 }
 
-TEST(Number, WritesWhatIsNotFiniteReadably) {
-  EXPECT_TRUE(std::isnan(std::strtod(Number(kNan).stringValue().c_str(), nullptr)));
-  EXPECT_EQ(std::strtod(Number(kInfinity).stringValue().c_str(), nullptr), kInfinity);
-  EXPECT_EQ(std::strtod(Number(-kInfinity).stringValue().c_str(), nullptr), -kInfinity);
+TEST(Number, WritesADoubleOfFewDigitsLikeAnyOther) {
+  std::mt19937_64 random(20'240'918);
+  for (int i = 0; i < 200'000; ++i) {
+    const std::uint64_t digits = random() >> random() % 64;
+    const double value =
+        (i % 2 == 0 ? 1 : -1) * static_cast<double>(digits) / std::pow(10, static_cast<double>(random() % 7));
+    std::array<char, 64> expected{};
+    std::to_chars(expected.data(), expected.data() + expected.size(), value);
+    ASSERT_EQ(Number(value).stringValue(), expected.data());
+  }
+}
+
+TEST(Number, WritesWhatIsNotFiniteAsAWord) {
+  const std::vector<std::pair<Number, std::string>> numbers{
+      {kNan, "nan"},
+      {std::copysign(kNan, -1.0), "nan"},
+      {std::copysign(static_cast<float>(kNan), -1.0F), "nan"},
+      {kInfinity, "inf"},
+      {-kInfinity, "-inf"},
+      {kFloatInfinity, "inf"},
+      {-kFloatInfinity, "-inf"},
+  };
+  for (const auto& [number, text] : numbers) EXPECT_EQ(number.stringValue().view(), text);
 }
 
 TEST(Number, WritesTheSameTextWithAndWithoutAnAllocation) {
