@@ -40,6 +40,15 @@ TEST(ByteBuffer, KeepsWhatIsCommittedOfWhatWasReserved) {
   EXPECT_EQ(buffer.view(), "abc");
 }
 
+TEST(ByteBuffer, KeepsWhatIsCommittedUpToAPlace) {
+  ByteBuffer buffer;
+  buffer.append("ab");
+  char* const to = buffer.reserve(100);
+  std::memcpy(to, "cdef", 4);
+  buffer.commitUpTo(to + 2);
+  EXPECT_EQ(buffer.view(), "abcd");
+}
+
 TEST(ByteBuffer, ForgetsWhatWasReservedAndNotCommitted) {
   ByteBuffer buffer;
   std::memcpy(buffer.reserve(3), "abc", 3);
