@@ -73,7 +73,9 @@ class PXALOG_EXPORT Value {
   [[nodiscard]] Data data() const noexcept;
   [[nodiscard]] Array array() const noexcept;
   [[nodiscard]] Dictionary dictionary() const noexcept;
-  [[nodiscard]] Number number() const noexcept;
+  [[nodiscard]] Number number() const noexcept {
+    return kind_ == Kind::Number ? Number(numberKind_, payload_.number) : Number(0);
+  }
   [[nodiscard]] std::shared_ptr<Object> object() const noexcept;
   /// The bytes of a String or Data; none for other kinds. Valid as long as this value keeps them.
   [[nodiscard]] std::string_view bytes() const noexcept {
@@ -96,6 +98,7 @@ class PXALOG_EXPORT Value {
  private:
   friend class Array;
   friend class Dictionary;
+  friend struct detail::Borrow;
   struct ObjectHolder;
   union Payload {
     Number::Payload number;

@@ -3,6 +3,7 @@
 #include <array>
 #include <charconv>
 #include <optional>
+#include <utility>
 
 #include "event/event_keys.h"
 #include "json/JsonEmitter.h"
@@ -31,21 +32,17 @@ template <class Sink>
 class EventEmitter {
  public:
   EventEmitter(const VeskEvent& event, std::optional<std::int32_t> bulkIndex, Sink& sink)
-      : event_(event),
-        fields_(event.fields().dictionary()),
-        bulkIndex_(bulkIndex),
-        sink_(sink),
-        json_(sink) {}
+      : event_(event), fields_(event.fields().dictionary()), bulkIndex_(bulkIndex), json_(sink) {}
 
   [[nodiscard]] bool object() {
-    sink_.append('{');
+    json_.byte('{');
     if (!recordMembers()) return false;
     for (const Dictionary::Entry& field : fields_) {
       if (bulkIndex_ && field.key.view() == key::bulkIndex().view()) continue;
       if (!member(field.key.view(), field.value)) return false;
     }
     if (bulkIndex_) decimalMember(key::bulkIndex().view(), *bulkIndex_);
-    sink_.append('}');
+    json_.byte('}');
     return true;
   }
 
@@ -75,19 +72,13 @@ class EventEmitter {
     json_.string(DecimalText(value).view());
   }
 
-  void memberName(std::string_view name) {
-    if (hasMembers_) sink_.append(',');
-    hasMembers_ = true;
-    json_.string(name);
-    sink_.append(':');
-  }
+  void memberName(std::string_view name) { json_.memberName(name, std::exchange(isFirst_, false)); }
 
   const VeskEvent& event_;
   const Dictionary fields_;
   const std::optional<std::int32_t> bulkIndex_;
-  Sink& sink_;
   JsonEmitter<Sink> json_;
-  bool hasMembers_ = false;
+  bool isFirst_ = true;
 };
 
 Data jsonOf(const VeskEventRef& event, std::optional<std::int32_t> bulkIndex) {

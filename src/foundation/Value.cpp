@@ -112,10 +112,6 @@ Dictionary Value::dictionary() const noexcept {
   return Dictionary(payload_.dictionary);
 }
 
-Number Value::number() const noexcept {
-  return kind_ == Kind::Number ? Number(numberKind_, payload_.number) : Number(0);
-}
-
 std::shared_ptr<Object> Value::object() const noexcept {
   return kind_ == Kind::Object ? payload_.object->object : nullptr;
 }

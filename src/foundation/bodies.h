@@ -84,4 +84,10 @@ struct Adopt {
   static String text(SharedBytes* bytes) noexcept { return String(bytes); }
 };
 
+/// What a value holds, without taking a reference; the value must be of that kind.
+struct Borrow {
+  static const ArrayBody& array(const Value& value) noexcept { return *value.payload_.array; }
+  static const DictionaryBody& dictionary(const Value& value) noexcept { return *value.payload_.dictionary; }
+};
+
 }  // namespace pxa::detail

@@ -1,109 +1,49 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include <pxalog/Array.h>
-#include <pxalog/Dictionary.h>
-
 #include "foundation/ByteBuffer.h"
+#include "foundation/bodies.h"
+#include "json/json_sinks.h"
 
 namespace pxa {
 
-/// A sink that only counts what would be written.
-class JsonLength {
- public:
-  void append(char) noexcept { ++size_; }
-  void append(std::string_view bytes) noexcept { size_ += bytes.size(); }
-  [[nodiscard]] std::size_t size() const noexcept { return size_; }
-
- private:
-  std::size_t size_ = 0;
-};
-
-/// How each byte of a string is written.
-class JsonEscapes {
- public:
-  /// What kind of byte it is: kPlain bytes are copied, kEnd ends the string, any other value is the character
-  /// that follows a backslash.
-  static constexpr char kPlain = 0;
-  static constexpr char kEnd = 1;
-
-  constexpr explicit JsonEscapes(bool escapesSlashes) {
-    escapes_[0] = kEnd;
-    escapes_['\b'] = 'b';
-    escapes_['\t'] = 't';
-    escapes_['\n'] = 'n';
-    escapes_['\f'] = 'f';
-    escapes_['\r'] = 'r';
-    escapes_['"'] = '"';
-    escapes_['\\'] = '\\';
-    if (escapesSlashes) escapes_['/'] = '/';
-  }
-
-  [[nodiscard]] constexpr char of(char byte) const { return escapes_[static_cast<unsigned char>(byte)]; }
-
- private:
-  std::array<char, 256> escapes_{};
-};
-
-inline constexpr JsonEscapes kPlainSlashes{false};
-inline constexpr JsonEscapes kEscapedSlashes{true};
-
 /// Writes values as JSON into a sink: a ByteBuffer or a JsonLength. Operations that return false have written
-/// a part; the caller throws it away.
+/// a part; the caller throws it away. What is written must not change meanwhile.
 template <class Sink>
 class JsonEmitter {
  public:
   explicit JsonEmitter(Sink& sink, const JsonEscapes& escapes = kPlainSlashes)
       : sink_(sink), escapes_(escapes) {}
 
-  /// A quoted string; the text must be UTF-8.
-  void string(std::string_view text) {
-    sink_.append('"');
-    std::size_t copied = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-      const char escape = escapes_.of(text[i]);
-      if (escape == JsonEscapes::kPlain) [[likely]]
-        continue;
-      sink_.append(text.substr(copied, i - copied));
-      copied = i + 1;
-      if (escape == JsonEscapes::kEnd) {
-        copied = text.size();
-        break;
-      }
-      const char pair[] = {'\\', escape};
-      sink_.append(std::string_view(pair, sizeof(pair)));
-    }
-    sink_.append(text.substr(copied));
-    sink_.append('"');
+  void byte(char byte) {
+    auto to = sink_.reserve(1);
+    put(to, byte);
+    sink_.commitUpTo(to);
   }
 
-  void number(const Number& number) {
-    Number::TextStorage storage;
-    const std::string_view text = number.text(storage);
-    if (number.kind() == Number::Kind::Char && text == "0")
-      sink_.append(kFalse);
-    else if (number.kind() == Number::Kind::Char && text == "1")
-      sink_.append(kTrue);
-    else
-      sink_.append(text);
+  /// A quoted string; the text must be UTF-8.
+  void string(std::string_view text) {
+    auto to = sink_.reserve(roomForQuoted(text));
+    putQuoted(to, text, escapes_);
+    sink_.commitUpTo(to);
+  }
+
+  /// What stands before a member's value: a comma unless it is the first, the name, a colon.
+  void memberName(std::string_view name, bool isFirst) {
+    sink_.commitUpTo(placeBehindName(name, isFirst, 0));
   }
 
   /// A whole value, however deeply nested, in constant stack.
   [[nodiscard]] bool value(const Value& root) {
-    std::vector<OpenContainer> open;
-    if (!valueOrOpening(root, open)) return false;
-    while (!open.empty()) {
-      const Value* next = nextElement(open.back());
-      if (next == nullptr)
-        open.pop_back();
-      else if (!valueOrOpening(*next, open))
-        return false;
-    }
+    if (!isContainer(root)) return leaf(root, sink_.reserve(roomForLeaf(root)));
+    open_.clear();
+    open(root, sink_.reserve(1));
+    while (!open_.empty())
+      if (!(open_.back().isArray ? elements() : members())) return false;
     return true;
   }
 
@@ -112,48 +52,143 @@ class JsonEmitter {
   static constexpr std::string_view kTrue = "true";
 
  private:
-  /// A container whose elements are being written; keeps it alive meanwhile.
-  struct OpenContainer {
-    Value container;
-    bool isFirst = true;
-    const Value* nextValue = nullptr;  // arrays
-    const Value* lastValue = nullptr;
-    Dictionary::Iterator nextEntry;  // dictionaries
-    Dictionary::Iterator lastEntry;
+  using Place = decltype(std::declval<Sink&>().reserve(0));
+
+  template <class Element>
+  struct Rest {
+    const Element* next;
+    const Element* end;
   };
 
-  /// Writes a value that holds no other; of a container, the opening bracket.
-  bool valueOrOpening(const Value& value, std::vector<OpenContainer>& open) {
+  /// A container of which some elements are still to be written.
+  struct OpenContainer {
+    explicit OpenContainer(const detail::ArrayBody& array)
+        : isArray(true), values{array.begin(), array.end()} {}
+    explicit OpenContainer(const detail::DictionaryBody& dictionary)
+        : isArray(false), entries{dictionary.begin(), dictionary.end()} {}
+
+    bool isArray;
+    bool isFirst = true;
+    union {
+      Rest<Value> values;
+      Rest<Dictionary::Entry> entries;
+    };
+  };
+
+  static bool isContainer(const Value& value) {
+    return value.kind() == Value::Kind::Array || value.kind() == Value::Kind::Dictionary;
+  }
+
+  /// Enough for a bracket, too.
+  static std::size_t roomForLeaf(const Value& value) {
+    const bool isText = value.kind() == Value::Kind::String || value.kind() == Value::Kind::Data;
+    return isText ? roomForQuoted(value.bytes()) : kRoomForNumber;
+  }
+
+  void open(const Value& container, Place to) {
+    const bool isArray = container.kind() == Value::Kind::Array;
+    put(to, isArray ? '[' : '{');
+    sink_.commitUpTo(to);
+    if (isArray)
+      open_.emplace_back(detail::Borrow::array(container));
+    else
+      open_.emplace_back(detail::Borrow::dictionary(container));
+  }
+
+  void close(char bracket) {
+    byte(bracket);
+    open_.pop_back();
+  }
+
+  /// Writes elements of the innermost array, up to its end or to one that is a container and now open.
+  bool elements() {
+    auto [next, end] = open_.back().values;
+    bool isFirst = open_.back().isFirst;
+    for (; next != end; ++next) {
+      Place to = sink_.reserve(1 + roomForLeaf(*next));
+      if (!std::exchange(isFirst, false)) put(to, ',');
+      if (isContainer(*next)) {
+        open_.back().isFirst = false;
+        open_.back().values.next = next + 1;
+        open(*next, to);
+        return true;
+      }
+      if (!leaf(*next, to)) return false;
+    }
+    close(']');
+    return true;
+  }
+
+  /// The same for the innermost dictionary.
+  bool members() {
+    auto [next, end] = open_.back().entries;
+    bool isFirst = open_.back().isFirst;
+    for (; next != end; ++next) {
+      if (next->key.isNil()) continue;
+      const Value& value = next->value;
+      const Place to = placeBehindName(next->key.view(), std::exchange(isFirst, false), roomForLeaf(value));
+      if (isContainer(value)) {
+        open_.back().isFirst = false;
+        open_.back().entries.next = next + 1;
+        open(value, to);
+        return true;
+      }
+      if (!leaf(value, to)) return false;
+    }
+    close('}');
+    return true;
+  }
+
+  Place placeBehindName(std::string_view name, bool isFirst, std::size_t roomBehind) {
+    Place to = sink_.reserve(roomForQuoted(name) + 2 + roomBehind);
+    if (!isFirst) put(to, ',');
+    putQuoted(to, name, escapes_);
+    put(to, ':');
+    return to;
+  }
+
+  /// Writes a value that holds no other, where there is room for it. Most are strings.
+  bool leaf(const Value& value, Place to) {
+    if (value.kind() != Value::Kind::String) [[unlikely]]
+      return otherLeaf(value, to);
+    putQuoted(to, value.bytes(), escapes_);
+    sink_.commitUpTo(to);
+    return true;
+  }
+
+  bool otherLeaf(const Value& value, Place to) {
     switch (value.kind()) {
       case Value::Kind::Null:
-        sink_.append(kNull);
-        return true;
+        put(to, kNull);
+        break;
       case Value::Kind::Number:
-        number(value.number());
-        return true;
-      case Value::Kind::String:
-        string(value.bytes());
+        number(value.number(), to);
         return true;
       case Value::Kind::Data:
         if (!value.isUtf8()) return false;
-        string(value.bytes());
-        return true;
-      case Value::Kind::Array: {
-        sink_.append('[');
-        const Array array = value.array();
-        open.push_back({value, true, array.begin(), array.end(), {}, {}});
-        return true;
-      }
-      case Value::Kind::Dictionary: {
-        sink_.append('{');
-        const Dictionary dictionary = value.dictionary();
-        open.push_back({value, true, nullptr, nullptr, dictionary.begin(), dictionary.end()});
-        return true;
-      }
-      case Value::Kind::Object:
+        putQuoted(to, value.bytes(), escapes_);
         break;
+      default:
+        sink_.commitUpTo(to);
+        return object(*value.object());
     }
-    return object(*value.object());
+    sink_.commitUpTo(to);
+    return true;
+  }
+
+  void number(const Number& number, Place to) {
+    if (number.kind() == Number::Kind::Decimal) {
+      sink_.commitUpTo(to);
+      Number::TextStorage unused;
+      return sink_.append(number.text(unused));
+    }
+    if (number.kind() == Number::Kind::Char && number.longLongValue() == 0)
+      put(to, kFalse);
+    else if (number.kind() == Number::Kind::Char && number.longLongValue() == 1)
+      put(to, kTrue);
+    else
+      putDigits(to, number);
+    sink_.commitUpTo(to);
   }
 
   bool object(const Object& object) {
@@ -164,26 +199,9 @@ class JsonEmitter {
     return true;
   }
 
-  /// Writes what stands before the next element and returns it; at the end, the closing bracket and nullptr.
-  const Value* nextElement(OpenContainer& container) {
-    const bool isArray = container.container.kind() == Value::Kind::Array;
-    const bool isAtEnd =
-        isArray ? container.nextValue == container.lastValue : container.nextEntry == container.lastEntry;
-    if (isAtEnd) {
-      sink_.append(isArray ? ']' : '}');
-      return nullptr;
-    }
-    if (!std::exchange(container.isFirst, false)) sink_.append(',');
-    if (isArray) return container.nextValue++;
-    const Dictionary::Entry& entry = *container.nextEntry;
-    ++container.nextEntry;
-    string(entry.key.view());
-    sink_.append(':');
-    return &entry.value;
-  }
-
   Sink& sink_;
   const JsonEscapes& escapes_;
+  std::vector<OpenContainer> open_;
 };
 
 }  // namespace pxa

@@ -7,6 +7,8 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "json/JsonEmitter.h"
 
@@ -110,6 +112,25 @@ TEST(JsonEmitter, PutsTwoNeighbouringEscapesAtEveryPosition) {
     }
 }
 
+TEST(JsonEmitter, CopiesOtherControlCharactersAtEveryPosition) {
+  for (std::size_t length = 1; length <= kLongest; length += 7)
+    for (std::size_t position = 0; position < length; ++position) {
+      std::string string(length, 'x');
+      string[position] = static_cast<char>(position % 7 + 1);
+      ASSERT_EQ(writtenString(string), '"' + string + '"') << length << " " << position;
+    }
+}
+
+TEST(JsonEmitter, ReadsNothingBehindAString) {
+  for (std::size_t length = 0; length <= kLongest; ++length) {
+    const std::vector<char> plain(length, 'x');
+    std::vector<char> escaped(length + 1, 'x');
+    escaped[length / 2] = '"';
+    EXPECT_EQ(writtenString({plain.data(), plain.size()}).size(), length + 2);
+    EXPECT_EQ(writtenString({escaped.data(), escaped.size()}).size(), length + 4);
+  }
+}
+
 TEST(JsonEmitter, CutsAtANulAtEveryPosition) {
   for (std::size_t length = 1; length <= kLongest; length += 7)
     for (std::size_t position = 0; position < length; ++position) {
@@ -153,6 +174,24 @@ TEST(JsonEmitter, WritesSmallElementsAcrossEverySizeOfTheBuffer) {
   }
 }
 
+TEST(JsonEmitter, PutsACommaBeforeTheNameOfEveryMemberButTheFirst) {
+  ByteBuffer text;
+  JsonEmitter json(text);
+  json.memberName("a", true);
+  json.string("1");
+  json.memberName("b\"", false);
+  EXPECT_EQ(text.view(), R"("a":"1","b\"":)");
+}
+
+TEST(JsonEmitter, WritesAnotherValueAfterOneThatFailed) {
+  ByteBuffer text;
+  JsonEmitter json(text);
+  EXPECT_FALSE(json.value(Array{1, Value(Array{Data("\xFF"sv)})}));
+  text.truncate(0);
+  EXPECT_TRUE(json.value(Array{2}));
+  EXPECT_EQ(text.view(), "[2]");
+}
+
 TEST(JsonEmitter, AppendsToWhatTheBufferHolds) {
   ByteBuffer text;
   text.append("before ");
@@ -164,12 +203,21 @@ TEST(JsonLength, IsZeroAtFirst) {
   EXPECT_EQ(JsonLength().size(), 0U);
 }
 
-TEST(JsonLength, CountsCharactersAndTexts) {
+TEST(JsonLength, CountsWhatIsPutAndWhatIsAppended) {
   JsonLength length;
-  length.append('a');
-  length.append("bcd"sv);
+  std::size_t place = length.reserve(100);
+  put(place, 'a');
+  put(place, "bcd"sv);
+  length.commitUpTo(place);
+  length.append("ef"sv);
   length.append(""sv);
-  EXPECT_EQ(length.size(), 4U);
+  EXPECT_EQ(length.size(), 6U);
+}
+
+TEST(JsonLength, DoesNotCountWhatIsReserved) {
+  JsonLength length;
+  length.commitUpTo(length.reserve(100));
+  EXPECT_EQ(length.size(), 0U);
 }
 
 TEST(JsonLength, IsTheSizeOfWhatIsWrittenForEveryKindOfValue) {
@@ -221,6 +269,19 @@ TEST(JsonLength, IsTheSizeOfWhatIsWrittenForStringsOfEveryLength) {
     JsonEmitter(counted).string(string);
     ASSERT_EQ(counted.size(), writtenString(string).size()) << length;
   }
+}
+
+TEST(JsonLength, IsTheSizeOfADecimalOfAnyLength) {
+  expectRightLength(Number(*Decimal::parse(std::string(100'000, '7'))));
+}
+
+TEST(JsonLength, IsThatOfAMillionLevels) {
+  constexpr std::size_t kLevels = 1'000'000;
+  Value deep = 1;
+  for (std::size_t i = 0; i < kLevels; ++i) deep = Array{std::move(deep)};
+  JsonLength length;
+  EXPECT_TRUE(JsonEmitter(length).value(deep));
+  EXPECT_EQ(length.size(), 2 * kLevels + 1);
 }
 
 TEST(JsonLength, RefusesWhatTheWriterRefuses) {

@@ -277,24 +277,30 @@ TEST(JsonWriter, WritesDoublesInTheShortestTextThatReadsBackToTheSame) {
   }
 }
 
-TEST(JsonWriter, WritesFloatsThatReadBackToTheSame) {
+TEST(JsonWriter, WritesFloatsInTheShortestTextThatReadsBackToTheSame) {
   std::mt19937 random(20'240'917);
   for (int i = 0; i < 20'000; ++i) {
     const auto bits = static_cast<std::uint32_t>(random());
     float value = 0;
     std::memcpy(&value, &bits, sizeof(value));
     if (!std::isfinite(value)) continue;
-    ASSERT_EQ(std::strtof(json(value).c_str(), nullptr), value);
+    const std::string written = json(value);
+    ASSERT_EQ(std::strtof(written.c_str(), nullptr), value) << written;
+
+    std::array<char, 64> other{};
+    int precision = 1;
+    do {
+      std::snprintf(other.data(), other.size(), "%.*g", precision++, static_cast<double>(value));
+    } while (std::strtof(other.data(), nullptr) != value);
+    ASSERT_LE(written.size(), std::string_view(other.data()).size()) << written << " " << other.data();
   }
 }
 
-TEST(JsonWriter, WritesWhatIsNoFiniteNumberInItsTextForm) {
-  for (const double value :
-       {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
-        -std::numeric_limits<double>::infinity()}) {
-    EXPECT_EQ(json(value), Number(value).stringValue().view());
-    EXPECT_EQ(json(static_cast<float>(value)), Number(static_cast<float>(value)).stringValue().view());
-  }
+TEST(JsonWriter, WritesWhatIsNoFiniteNumberAsItsWord) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(json(Array{std::numeric_limits<double>::quiet_NaN(), infinity, -infinity}), "[nan,inf,-inf]");
+  EXPECT_EQ(json(Array{std::numeric_limits<float>::quiet_NaN(), static_cast<float>(-infinity)}),
+            "[nan,-inf]");
 }
 
 TEST(JsonWriter, KeepsEveryDigitOfADecimal) {
@@ -304,6 +310,12 @@ TEST(JsonWriter, KeepsEveryDigitOfADecimal) {
     ASSERT_TRUE(decimal) << digits;
     EXPECT_EQ(json(Number(*decimal)), digits);
   }
+}
+
+TEST(JsonWriter, KeepsAMillionDigits) {
+  const std::string digits(1'000'000, '7');
+  const Number number(*Decimal::parse(digits));
+  EXPECT_TRUE(json(Array{number, number}) == "[" + digits + "," + digits + "]");
 }
 
 TEST(JsonWriter, WritesNumbersByThemselvesAsItDoesInsideAValue) {
@@ -624,6 +636,12 @@ TEST(JsonWriter, WritesAMillionNestedContainersGivenDirectly) {
               repeated("[", kDeep) + "1" + repeated("]", kDeep));
   EXPECT_TRUE(text(writer().serializeDictionary_error(Dictionary{{"k", deep}})) ==
               R"({"k":)" + repeated("[", kDeep - 1) + "1" + repeated("]", kDeep - 1) + "}");
+}
+
+TEST(JsonWriter, WritesAMillionLevelsWhereverTheyAreHeld) {
+  const Value deep = nested(1, kDeep, inArray);
+  const std::string once = repeated("[", kDeep) + "1" + repeated("]", kDeep);
+  EXPECT_TRUE(json(Dictionary{{"a", deep}, {"b", deep}}) == R"({"a":)" + once + R"(,"b":)" + once + "}");
 }
 
 TEST(JsonWriter, ReportsAFailureAMillionLevelsDown) {

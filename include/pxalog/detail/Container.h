@@ -41,5 +41,6 @@ class Container {
 class ArrayBody;
 class DictionaryBody;
 struct Adopt;
+struct Borrow;
 
 }  // namespace pxa::detail
