@@ -16,7 +16,8 @@ class PXALOG_EXPORT Object {
   [[nodiscard]] virtual String description() const;
   /// Whether JSONDataRepresentation gives this object's JSON; false unless overridden.
   [[nodiscard]] virtual bool offersJSONDataRepresentation() const;
-  /// The JSON text of this object, written out unchanged and unchecked; nil when there is none.
+  /// The JSON text of this object, written out unchanged and unchecked; nil when there is none. Must not
+  /// change the arrays and dictionaries that are being written.
   [[nodiscard]] virtual Data JSONDataRepresentation() const;
 };
 

@@ -508,6 +508,19 @@ TEST(JsonWriter, WritesEveryEntryOfALargeDictionary) {
   EXPECT_EQ(json(dictionary), "{" + expected + "}");
 }
 
+TEST(JsonWriter, LeavesOutWhatWasRemovedFromALargeDictionary) {
+  constexpr int kMany = 100;
+  Dictionary dictionary;
+  for (int i = 0; i < kMany; ++i) dictionary.set(std::to_string(i), i % 3 == 1 ? inArray(i) : Value(i));
+  for (int i = 0; i < kMany; ++i)
+    if (i != 40 && i != 41) dictionary.remove(std::to_string(i));
+  EXPECT_EQ(json(dictionary), R"({"40":[40],"41":41})");
+  EXPECT_EQ(text(writer().serializeDictionary_error(dictionary)), R"({"40":[40],"41":41})");
+  dictionary.remove("40");
+  dictionary.remove("41");
+  EXPECT_EQ(json(dictionary), "{}");
+}
+
 TEST(JsonWriter, WritesOneContainerInSeveralPlaces) {
   const Value shared = Array{1};
   EXPECT_EQ(json(Array{shared, inDictionary(shared), shared}), R"([[1],{"k":[1]},[1]])");
