@@ -120,6 +120,8 @@ char* writeThousandths(std::uint64_t thousandths, char* to) {
 std::optional<std::uint64_t> thousandthsOf(double magnitude) {
   constexpr double kLimit = 1e12;
   if (!(magnitude < kLimit)) return std::nullopt;
+  // What this rounds to the wrong side is not exact below.
+  // NOLINTNEXTLINE(bugprone-incorrect-roundings)
   const auto thousandths = static_cast<std::uint64_t>(magnitude * 1000 + 0.5);
   const bool isExact = static_cast<double>(thousandths) / 1000 == magnitude;
   // With five zeros at the end, an exponent may be shorter.

@@ -138,15 +138,14 @@ bool isCallOfNothing(const Crash& crash) noexcept {
 }
 
 void walkCrashedThread(const Crash& crash, Depth depth) noexcept {
-  FrameList& frames = gs_framesOfCrashedThread;
-  frames.clear();
-  if (depth == Depth::WithoutStacks) return frames.push(instructionPointer(*crash.context));
+  gs_framesOfCrashedThread.clear();
+  if (depth == Depth::WithoutStacks) return gs_framesOfCrashedThread.push(instructionPointer(*crash.context));
   FaultGuard::run([&] {
     ucontext_t context = *crash.context;
     if (isCallOfNothing(crash))
-      unwindFromCallOfNothing(context, frames);
+      unwindFromCallOfNothing(context, gs_framesOfCrashedThread);
     else
-      unwind(context, frames);
+      unwind(context, gs_framesOfCrashedThread);
   });
 }
 
