@@ -32,6 +32,7 @@ bool CJSONDeserializer::scan(const Data& data, Error* error, Scan scanText) {
                       : !text      ? scanner.fail(-12, nullptr)
                                    : scanText(scanner);
   scanLocation_ = scanner.location();
+  stringsByHash_->forgetUncached();
   if (!isRead && error != nullptr) *error = scanner.error();
   return isRead;
 }

@@ -35,6 +35,8 @@ class JsonKeyCache {
   Taken takeNext() { return taken(next_); }
   /// Any key, which must be UTF-8.
   Taken take(std::string_view key);
+  /// Lets go of the last key that was too long to be kept.
+  void forgetUncached() noexcept { uncached_ = nullptr; }
 
  private:
   using Position = std::uint16_t;  // in known_

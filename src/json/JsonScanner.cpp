@@ -74,8 +74,17 @@ char meaningOfEscape(char character) {
   }
 }
 
+/// Zeros in front are no digits of the number, and JSON does not allow them.
+std::string withoutLeadingZeros(std::string_view text) {
+  std::string number;
+  if (text.front() == '-') number += '-';
+  text.remove_prefix(number.size());
+  while (text.size() > 1 && text[0] == '0' && ascii::isDigit(text[1])) text.remove_prefix(1);
+  return number += text;
+}
+
 Number decimalOf(std::string_view text) {
-  return Number(*Decimal::parse(text));
+  return Number(*Decimal::parse(withoutLeadingZeros(text)));
 }
 
 /// So many digits fit an unsigned 64-bit integer, whichever they are.

@@ -73,6 +73,13 @@ std::int64_t fact(const Error& error, const char* key) {
   return error.userInfo().value(key).number().longLongValue();
 }
 
+/// "line:character@location snippet"
+std::string placeOf(const Error& error) {
+  return std::to_string(fact(error, "line")) + ":" + std::to_string(fact(error, "character")) + "@" +
+         std::to_string(fact(error, "location")) + " " +
+         std::string(error.userInfo().value("snippet").string().view());
+}
+
 std::string json(const Value& value) {
   return std::string(CJSONSerializer::serializer().serializeObject_error(value).view());
 }
@@ -354,6 +361,7 @@ TEST(JsonReader, WantsADirectDictionaryAtTheVeryStart) {
     EXPECT_EQ(codesOf(error), std::vector<int>{-101}) << text;
     EXPECT_EQ(error.localizedDescription(),
               "Could not scan dictionary. Dictionary that does not start with '{' character.");
+    EXPECT_EQ(placeOf(error), "0:0@0 !HERE>!" + std::string(text)) << text;
     EXPECT_EQ(direct.scanLocation(), 0U);
   }
 }
@@ -365,6 +373,7 @@ TEST(JsonReader, WantsADirectArrayAtTheVeryStart) {
     EXPECT_TRUE(direct.deserializeAsArray_error(Data(text), &error).isNil()) << text;
     EXPECT_EQ(codesOf(error), std::vector<int>{-201}) << text;
     EXPECT_EQ(error.localizedDescription(), "Could not scan array. Array not started by a '[' character.");
+    EXPECT_EQ(placeOf(error), "0:0@0 !HERE>!" + std::string(text)) << text;
     EXPECT_EQ(direct.scanLocation(), 0U);
   }
 }
