@@ -25,7 +25,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-#if defined(__SANITIZE_ADDRESS__)
+// Not every compiler defines the other's macros for its sanitizers.
+#if !defined(__has_feature)
+#define __has_feature(feature) 0  // NOLINT(bugprone-reserved-identifier)
+#endif
+#if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
 constexpr unsigned kTools = kAddressSanitizer;
 #elif defined(__SANITIZE_THREAD__)
 constexpr unsigned kTools = kThreadSanitizer;

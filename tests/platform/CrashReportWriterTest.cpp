@@ -138,6 +138,8 @@ TEST_F(ReportFileTest, IsNoFileWithASectionThatDoesNotFit) {
 
 std::atomic<int> steps = 0;
 
+constexpr const char* kNameOfTheOtherThread = "waits (for) it";
+
 /// A thread that waits, in a function that notes from where it was called.
 struct Waiting {
   std::atomic<std::uint64_t> caller = 0;
@@ -170,7 +172,7 @@ class WriteReport : public testing::Test {
     crash_.thread = ::gettid();
     crash_.time = 1'600'000'000;
     thread_ = std::thread([this] {
-      ::pthread_setname_np(::pthread_self(), "waits (for) it");
+      ::pthread_setname_np(::pthread_self(), kNameOfTheOtherThread);
       waitInside(waiting_);
       ++steps;
     });
@@ -338,7 +340,7 @@ TEST_F(WriteReport, ShowsTheOtherThreadsWithTheirFramesAndNames) {
             1);
   const auto other =
       std::find_if(report->threads.begin(), report->threads.end(),
-                   [](const CrashReport::Thread& thread) { return thread.name == "waits (for) it"; });
+                   [](const CrashReport::Thread& thread) { return thread.name == kNameOfTheOtherThread; });
   ASSERT_NE(other, report->threads.end());
   EXPECT_THAT(other->registers, IsEmpty());
   EXPECT_THAT(other->frames, Contains(callerOfTheOtherThread()));
@@ -357,9 +359,12 @@ TEST_F(WriteReport, ShowsTheCrashedThreadsInnermostFrameAloneWithoutStacks) {
 TEST_F(WriteReport, HasAnImageForEveryFrame) {
   const auto report = write(Depth::Whole);
   ASSERT_TRUE(report);
-  for (const CrashReport::Thread& thread : report->threads)
+  for (const CrashReport::Thread& thread : report->threads) {
+    // A sanitizer's own thread waits in a function that tells no unwinder how to leave it.
+    if (!thread.isCrashed && thread.name != kNameOfTheOtherThread) continue;
     for (const std::uint64_t frame : thread.frames)
       EXPECT_NE(report->imageForAddress(frame), nullptr) << std::hex << frame;
+  }
   Dl_info info{};
   ASSERT_NE(::dladdr(reinterpret_cast<const void*>(&::getpid), &info), 0);
   const auto address = reinterpret_cast<std::uint64_t>(info.dli_saddr);
