@@ -14,8 +14,8 @@ namespace pxa {
 /// alone. A nil dictionary is empty and ignores changes; an
 /// immutable one ignores them too.
 ///
-/// Made for event records: up to kLinearSearchLimit entries are searched one after the other, without
-/// hashing; larger dictionaries keep a hash index.
+/// Made for event records: up to kLinearSearchLimit entries are searched one after the other, many at once,
+/// without hashing; larger dictionaries keep a hash index.
 class PXALOG_EXPORT Dictionary {
  public:
   struct Entry {
@@ -49,6 +49,8 @@ class PXALOG_EXPORT Dictionary {
   /// Puts the value under the key; a key that is there keeps its place. A nil key does nothing.
   void set(const String& key, Value value);
   /// Takes the key out; a key that is not there does nothing.
+  /// Does nothing if there is a value under the key already.
+  void setIfAbsent(const String& key, Value value);
   void remove(std::string_view key) noexcept;
 
   /// From now on this dictionary, whoever holds it, ignores changes; what its values hold is not touched.

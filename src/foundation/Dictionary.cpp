@@ -5,10 +5,12 @@
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include <pxalog/Dictionary.h>
 
 #include "foundation/bodies.h"
+#include "foundation/byte_blocks.h"
 #include "foundation/text_hash.h"
 
 namespace pxa {
@@ -25,32 +27,80 @@ bool isSameKey(const String& key, std::string_view wanted) {
   return text.size() == wanted.size() && (text.data() == wanted.data() || text == wanted);
 }
 
+/// A byte in which most keys of a dictionary differ.
+std::uint8_t tagOf(std::string_view key) {
+  if (key.empty()) return 0;
+  const auto at = [key](std::size_t i) { return static_cast<unsigned char>(key[i]); };
+  return static_cast<std::uint8_t>(key.size() + 3U * at(0) + 7U * at(key.size() / 2) +
+                                   13U * at(key.size() - 1));
+}
+
 }  // namespace
 
 static_assert(sizeof(DictionaryBody) % alignof(Dictionary::Entry) == 0);
 
 DictionaryBody* DictionaryBody::create(std::size_t capacity) {
   capacity = std::clamp<std::size_t>(capacity, 1, std::numeric_limits<std::uint32_t>::max() / 2);
-  const BlockArena::Room room = BlockArena::allocateAlone(sizeof(DictionaryBody) + capacity * sizeof(Entry));
+  const BlockArena::Room room = BlockArena::allocateAlone(sizeof(DictionaryBody) + sizeOfEntries(capacity));
+  return new (room.memory) DictionaryBody(room, capacity);
+}
+
+DictionaryBody* DictionaryBody::create(std::size_t capacity, BlockArena& arena) {
+  const BlockArena::Room room = arena.allocate(sizeof(DictionaryBody) + sizeOfEntries(capacity));
   return new (room.memory) DictionaryBody(room, capacity);
 }
 
 DictionaryBody::DictionaryBody(const BlockArena::Room& room, std::size_t capacity) noexcept
     : Container(Type::Dictionary, room.place),
       entries_(inlineEntries()),
-      capacity_(static_cast<std::uint32_t>(capacity)) {}
+      capacity_(static_cast<std::uint32_t>(capacity)) {
+  writeTags();
+}
 
 DictionaryBody::~DictionaryBody() {
   std::destroy_n(entries_, used_);
   if (entries_ != inlineEntries()) ::operator delete(static_cast<void*>(entries_));
 }
 
+std::size_t DictionaryBody::sizeOfTags(std::size_t capacity) noexcept {
+  if (capacity <= kMostWithoutTags) return 0;
+  return (std::min(capacity, Dictionary::kLinearSearchLimit) + kBlockSize - 1) / kBlockSize * kBlockSize;
+}
+
+std::size_t DictionaryBody::sizeOfEntries(std::size_t capacity) noexcept {
+  return capacity * sizeof(Entry) + sizeOfTags(capacity);
+}
+
+void DictionaryBody::writeTags() noexcept {
+  const std::size_t size = sizeOfTags(capacity_);
+  std::memset(tags(), 0, size);
+  for (std::uint32_t position = 0; position < std::min<std::size_t>(used_, size); ++position)
+    tags()[position] = static_cast<char>(tagOf(entries_[position].key.view()));
+}
+
 DictionaryBody::Entry* DictionaryBody::find(std::string_view key) const noexcept {
-  if (index_ == nullptr) {
+  return find(key, tagOf(key));
+}
+
+DictionaryBody::Entry* DictionaryBody::find(std::string_view key, std::uint8_t tag) const noexcept {
+  if (index_ != nullptr) return findInIndex(key);
+  if (capacity_ <= kMostWithoutTags) {
     for (Entry* entry = entries_; entry != entries_ + used_; ++entry)
-      if (isSameKey(entry->key, key) && !entry->key.isNil()) return entry;
+      if (isSameKey(entry->key, key)) return entry;
     return nullptr;
   }
+  static_assert(Dictionary::kLinearSearchLimit == 2 * kBlockSize);
+  std::uint32_t matches = bitOfEachByte(loadBlock(tags()) == tag);
+  if (used_ > kBlockSize) matches |= bitOfEachByte(loadBlock(tags() + kBlockSize) == tag) << kBlockSize;
+  for (; matches != 0; matches &= matches - 1) {
+    const auto position = static_cast<std::uint32_t>(std::countr_zero(matches));
+    if (position >= used_) break;
+    if (isSameKey(entries_[position].key, key)) return entries_ + position;
+  }
+  return nullptr;
+}
+
+DictionaryBody::Entry* DictionaryBody::findInIndex(std::string_view key) const noexcept {
   for (std::uint32_t slot = textHash(key) & indexMask_; index_[slot] != kNoPosition;
        slot = (slot + 1) & indexMask_) {
     Entry& entry = entries_[index_[slot] - 1];
@@ -59,13 +109,24 @@ DictionaryBody::Entry* DictionaryBody::find(std::string_view key) const noexcept
   return nullptr;
 }
 
-void DictionaryBody::set(const String& key, Value value) {
-  if (Entry* entry = find(key.view())) {
+void DictionaryBody::set(const String& key, Value&& value) {
+  const std::uint8_t tag = tagOf(key.view());
+  if (Entry* entry = find(key.view(), tag))
     entry->value = std::move(value);
-    return;
-  }
+  else
+    append(key, std::move(value), tag);
+}
+
+void DictionaryBody::setIfAbsent(const String& key, Value&& value) {
+  const std::uint8_t tag = tagOf(key.view());
+  if (find(key.view(), tag) == nullptr) append(key, std::move(value), tag);
+}
+
+void DictionaryBody::append(const String& key, Value&& value, std::uint8_t tag) {
   if (used_ == capacity_) makeRoom();
   new (entries_ + used_) Entry{key, std::move(value)};
+  if (used_ < Dictionary::kLinearSearchLimit && capacity_ > kMostWithoutTags)
+    tags()[used_] = static_cast<char>(tag);
   ++used_;
   ++live_;
   if (index_ != nullptr)
@@ -76,7 +137,7 @@ void DictionaryBody::set(const String& key, Value value) {
 
 DictionaryBody* DictionaryBody::createOfDistinct(String* keys, Value* values, std::size_t count,
                                                  BlockArena& arena) {
-  const BlockArena::Room room = arena.allocate(sizeof(DictionaryBody) + count * sizeof(Entry));
+  const BlockArena::Room room = arena.allocate(sizeof(DictionaryBody) + sizeOfEntries(count));
   auto* const body = new (room.memory) DictionaryBody(room, count);
   for (std::size_t i = 0; i < count; ++i) {
     Entry* const entry = body->entries_ + i;
@@ -84,25 +145,26 @@ DictionaryBody* DictionaryBody::createOfDistinct(String* keys, Value* values, st
     std::memcpy(static_cast<void*>(&entry->value), static_cast<void*>(values + i), sizeof(Value));
   }
   body->used_ = body->live_ = static_cast<std::uint32_t>(count);
+  body->writeTags();
   return body;
 }
 
 void DictionaryBody::remove(std::string_view key) noexcept {
   Entry* entry = find(key);
   if (entry == nullptr) return;
+  const Entry removed = std::exchange(*entry, Entry{});
   --live_;
-  if (index_ == nullptr) {
-    std::move(entry + 1, entries_ + used_, entry);
-    std::destroy_at(entries_ + --used_);
-  } else {
-    *entry = Entry{};
-  }
+  if (index_ != nullptr) return;
+  const auto position = static_cast<std::size_t>(entry - entries_);
+  const std::size_t behind = --used_ - position;
+  std::memmove(static_cast<void*>(entry), static_cast<const void*>(entry + 1), behind * sizeof(Entry));
+  if (capacity_ > kMostWithoutTags) std::memmove(tags() + position, tags() + position + 1, behind);
 }
 
 void DictionaryBody::makeRoom() {
   if (live_ > std::numeric_limits<std::uint32_t>::max() / 4) throw std::length_error("Dictionary");
   const std::uint32_t capacity = std::max({kSmallestGrowth, capacity_, live_ * 2});
-  auto* entries = static_cast<Entry*>(::operator new(capacity * sizeof(Entry)));
+  auto* entries = static_cast<Entry*>(::operator new(sizeOfEntries(capacity)));
   std::uint32_t kept = 0;
   for (Entry* entry = entries_; entry != entries_ + used_; ++entry)
     if (!entry->key.isNil()) new (entries + kept++) Entry(std::move(*entry));
@@ -111,6 +173,7 @@ void DictionaryBody::makeRoom() {
   entries_ = entries;
   used_ = kept;
   capacity_ = capacity;
+  writeTags();
   if (index_ != nullptr) rebuildIndex();
 }
 
@@ -159,6 +222,10 @@ Value Dictionary::value(std::string_view key) const noexcept {
 
 void Dictionary::set(const String& key, Value value) {
   if (isMutable() && !key.isNil()) body_->set(key, std::move(value));
+}
+
+void Dictionary::setIfAbsent(const String& key, Value value) {
+  if (isMutable() && !key.isNil()) body_->setIfAbsent(key, std::move(value));
 }
 
 void Dictionary::remove(std::string_view key) noexcept {

@@ -40,13 +40,15 @@ class ArrayBody final : public Container {
 };
 
 /// The entries lie in one block in the order in which their keys were set: at first behind the body itself,
-/// in the same allocation, later in a block of their own. A removed entry has a nil key until the next
-/// growth.
+/// in the same allocation, later in a block of their own. Behind them lies a tag of each key, a byte that
+/// tells most keys apart, in blocks of which many are compared at once. A removed entry has a nil key until
+/// the next growth.
 class DictionaryBody final : public Container {
  public:
   using Entry = Dictionary::Entry;
 
   static DictionaryBody* create(std::size_t capacity);
+  static DictionaryBody* create(std::size_t capacity, BlockArena& arena);
   /// Takes keys and values over, as bytes; the keys must differ, at most kLinearSearchLimit of them.
   static DictionaryBody* createOfDistinct(String* keys, Value* values, std::size_t count, BlockArena& arena);
 
@@ -54,7 +56,8 @@ class DictionaryBody final : public Container {
   [[nodiscard]] const Entry* end() const noexcept { return entries_ + used_; }
   [[nodiscard]] std::size_t size() const noexcept { return live_; }
   [[nodiscard]] Entry* find(std::string_view key) const noexcept;
-  void set(const String& key, Value value);
+  void set(const String& key, Value&& value);
+  void setIfAbsent(const String& key, Value&& value);
   void remove(std::string_view key) noexcept;
 
  private:
@@ -62,10 +65,20 @@ class DictionaryBody final : public Container {
   DictionaryBody(const BlockArena::Room& room, std::size_t capacity) noexcept;
   ~DictionaryBody();
   [[nodiscard]] Entry* inlineEntries() noexcept { return reinterpret_cast<Entry*>(this + 1); }
+  [[nodiscard]] char* tags() const noexcept { return reinterpret_cast<char*>(entries_ + capacity_); }
+  [[nodiscard]] Entry* find(std::string_view key, std::uint8_t tag) const noexcept;
+  [[nodiscard]] Entry* findInIndex(std::string_view key) const noexcept;
+  void append(const String& key, Value&& value, std::uint8_t tag);
   /// Room for one more entry; drops removed entries on the way.
   void makeRoom();
   void rebuildIndex();
   void addToIndex(std::uint32_t position) noexcept;
+
+  /// So few are looked through as fast.
+  static constexpr std::uint32_t kMostWithoutTags = 4;
+  static std::size_t sizeOfTags(std::size_t capacity) noexcept;
+  static std::size_t sizeOfEntries(std::size_t capacity) noexcept;
+  void writeTags() noexcept;
 
   Entry* entries_;
   std::uint32_t used_ = 0;  // entries in the block, removed ones included

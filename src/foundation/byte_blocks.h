@@ -62,13 +62,19 @@ inline void storeBlock(char* bytes, const ByteBlock& block) noexcept {
   std::memcpy(bytes, &block, kBlockSize);
 }
 
-#ifdef __SSE2__
+/// A bit for each byte of a comparison's result, the first the lowest.
 template <class Marks>
-inline unsigned bitOfEachByte(const Marks& marks) noexcept {
+inline std::uint32_t bitOfEachByte(const Marks& marks) noexcept {
   using Characters = char __attribute__((vector_size(16)));
-  return static_cast<unsigned>(__builtin_ia32_pmovmskb128(reinterpret_cast<Characters>(marks)));
-}
+#ifdef __SSE2__
+  return static_cast<std::uint32_t>(__builtin_ia32_pmovmskb128(reinterpret_cast<Characters>(marks)));
+#else
+  const auto characters = reinterpret_cast<Characters>(marks);
+  std::uint32_t bits = 0;
+  for (std::size_t i = 0; i < kBlockSize; ++i) bits |= (characters[i] != 0 ? 1U : 0U) << i;
+  return bits;
 #endif
+}
 
 /// The position of the first byte of a comparison's result that is set; kBlockSize when none is.
 template <class Marks>
