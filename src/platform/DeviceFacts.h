@@ -18,6 +18,9 @@ struct FreeMemory {
 class DeviceFacts {
  public:
   virtual ~DeviceFacts() = default;
+  /// A number that changes when one of the facts does, free memory and free bytes aside; nothing when it
+  /// cannot be told whether they have changed.
+  virtual std::optional<std::uint64_t> generation() = 0;
   virtual String systemVersion() = 0;
   virtual String machineModel() = 0;
   /// Another control of the system, by its name.

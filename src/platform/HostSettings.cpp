@@ -32,6 +32,7 @@ Settings& settings() REQUIRES(gs_mutex) {
 }
 
 std::atomic<const Host::IsMainThread*> gs_isMainThread = nullptr;
+std::atomic<std::uint64_t> gs_generationOfDeviceFacts = 0;
 
 template <class T>
 T copyOf(T Settings::*member) {
@@ -82,6 +83,10 @@ template std::optional<bool> deviceFact(std::optional<bool> Host::DeviceFacts::*
 
 void setDeviceFacts(const Host::DeviceFacts& facts) {
   replace(&Settings::facts, facts);
+  ++gs_generationOfDeviceFacts;
+}
+std::uint64_t generationOfDeviceFacts() noexcept {
+  return gs_generationOfDeviceFacts;
 }
 
 Host::UnitySendMessage unitySendMessage() {

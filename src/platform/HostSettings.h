@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include <pxalog/Host.h>
 
 namespace pxa {
@@ -22,6 +24,8 @@ void setCertificateAuthorityFile(const String& path);
 template <class Fact>
 Fact deviceFact(Fact Host::DeviceFacts::*fact);
 void setDeviceFacts(const Host::DeviceFacts& facts);
+/// How often the host has told its facts.
+std::uint64_t generationOfDeviceFacts() noexcept;
 
 Host::UnitySendMessage unitySendMessage();
 void setUnitySendMessage(Host::UnitySendMessage function);

@@ -2,7 +2,7 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,12 +18,14 @@ struct NetworkInterface {
   std::array<std::uint8_t, 4> word{};
 };
 
+using InterfaceList = std::shared_ptr<const std::vector<NetworkInterface>>;
+
 class NetworkInterfaces {
  public:
   virtual ~NetworkInterfaces() = default;
-  /// The addresses of all interfaces, as fresh as if listed now; nothing when they cannot be listed.
-  /// Thread-safe.
-  virtual std::optional<std::vector<NetworkInterface>> list() = 0;
+  /// The addresses of all interfaces, as fresh as if listed now; nullptr when they cannot be listed. May be the
+  /// very list of the last call if nothing has changed since. Thread-safe.
+  virtual InterfaceList list() = 0;
 };
 
 }  // namespace pxa

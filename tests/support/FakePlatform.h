@@ -70,6 +70,7 @@ class FakeFileSystem final : public FileSystem {
 
 class FakeDeviceFacts final : public DeviceFacts {
  public:
+  std::optional<std::uint64_t> generation() override { return std::nullopt; }
   String systemVersion() override { return version; }
   String machineModel() override { return model; }
   String vendorIdentifier() override { return vendor; }
@@ -104,7 +105,9 @@ class FakeDeviceFacts final : public DeviceFacts {
 
 class FakeNetworkInterfaces final : public NetworkInterfaces {
  public:
-  std::optional<std::vector<NetworkInterface>> list() override { return interfaces; }
+  InterfaceList list() override {
+    return interfaces ? std::make_shared<const std::vector<NetworkInterface>>(*interfaces) : nullptr;
+  }
 
   std::optional<std::vector<NetworkInterface>> interfaces =
       std::vector<NetworkInterface>{{"en0", NetworkInterface::Family::IPv4, {192, 0, 2, 7}}};
@@ -179,7 +182,10 @@ class FakeReachability::Target final : public ReachabilityTarget {
 /// Records requests; a test, or a standing rule, decides how they end.
 class FakeUrlLoader final : public UrlLoader {
  public:
-  void prepare() override {}
+  void prepare() override { ++preparedCount; }
+
+  int preparedCount = 0;
+
   struct Started {
     UrlRequest request;
     std::shared_ptr<UrlConnectionDelegate> delegate;

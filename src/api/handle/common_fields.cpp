@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include <pxalog/VeskDeviceInfo.h>
@@ -10,6 +12,7 @@
 #include "api/handle/GlobalLock.h"
 #include "api/handle/handle_table.h"
 #include "event/event_keys.h"
+#include "foundation/Mutex.h"
 #include "foundation/ascii.h"
 #include "platform/Platform.h"
 
@@ -48,18 +51,39 @@ std::string lowerCase(std::string_view text) {
   return lower;
 }
 
-void setOrUnknown(Dictionary& fields, const String& key, const String& text) {
-  fields.set(key, text.isEmpty() ? "Unknown"_text.utf8() : text.utf8());
-}
-
-void copyDeviceFacts(Dictionary& fields) {
+Dictionary readDeviceFacts() {
   DeviceFacts& device = Platform::current().device;
+  Dictionary fields;
   fields.set(key::platform(), platformText().utf8());
   if (const String model = VeskDeviceInfo::getInstance().platform(); !model.isEmpty())
     fields.set(key::deviceModel(), model.utf8());
   setOrUnknown(fields, key::carrier(), device.carrierName());
   setOrUnknown(fields, key::countryCode(), lowerCase(device.carrierCountryCode().view()));
   setOrUnknown(fields, key::locale(), VeskPhoneInfo::sharedInstance().locale());
+  return fields;
+}
+
+/// The device's facts as fields, as of one moment.
+struct KnownDeviceFacts {
+  Mutex mutex;
+  std::optional<std::uint64_t> generation GUARDED_BY(mutex);
+  Dictionary fields GUARDED_BY(mutex) = nullptr;
+};
+
+/// Not to be changed: others hold it too.
+Dictionary deviceFacts() {
+  static auto& known = *new KnownDeviceFacts;
+  // Asked before the facts are read, so that what changes meanwhile is read next time.
+  const std::optional<std::uint64_t> generation = Platform::current().device.generation();
+  {
+    const Guard guard(known.mutex);
+    if (generation && known.generation == generation) return known.fields;
+  }
+  Dictionary fields = readDeviceFacts();
+  const Guard guard(known.mutex);
+  known.generation = generation;
+  known.fields = fields;
+  return fields;
 }
 
 /// The caller holds the global lock.
@@ -74,11 +98,10 @@ void copyNetworkType(Dictionary& fields) {
 /// The caller holds the global lock.
 void copyCustomFields(Dictionary& fields, const VeskHandle& handle) {
   for (const Dictionary::Entry& custom : handle.customFields()) {
-    if (fields.contains(custom.key.view())) continue;
     if (custom.value.kind() == Value::Kind::String)
-      fields.set(custom.key, custom.value);
+      fields.setIfAbsent(custom.key, custom.value);
     else if (custom.value.kind() == Value::Kind::Data)
-      fields.set(custom.key, String::fromUtf8(custom.value.data()));
+      fields.setIfAbsent(custom.key, String::fromUtf8(custom.value.data()));
   }
 }
 
@@ -91,12 +114,16 @@ bool PXALog::copyCommonFields(Dictionary fields) {
 bool PXALog::copyCommonFields_forHandlerId(Dictionary fields, const String& handleId) {
   const VeskHandleRef handle = rdm_getHandler(handleId);
   if (handle == nullptr) return false;
-  copyDeviceFacts(fields);
+  for (const Dictionary::Entry& fact : deviceFacts()) fields.set(fact.key, fact.value);
   const GlobalGuard guard;
   copyNetworkType(fields);
   if (!handle->userId().isNil()) fields.set(key::userId(), handle->userId().utf8());
   copyCustomFields(fields, *handle);
   return true;
+}
+
+void setOrUnknown(Dictionary& fields, const String& key, const String& text) {
+  fields.set(key, text.isEmpty() ? "Unknown"_text.utf8() : text.utf8());
 }
 
 bool isReservedField(std::string_view key) {

@@ -17,6 +17,9 @@ bool copyCommonFields_forHandlerId(Dictionary fields, const String& handleId);
 
 }  // namespace PXALog
 
+/// Sets a field to the text's bytes, or to those of "Unknown" when it is nil or empty.
+void setOrUnknown(Dictionary& fields, const String& key, const String& text);
+
 /// Whether the key is one of the 26 that callers may neither set nor remove.
 bool isReservedField(std::string_view key);
 /// Whether the key is one of the seven written at initialisation that no removal touches.

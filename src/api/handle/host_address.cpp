@@ -2,7 +2,10 @@
 
 #include <atomic>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "foundation/Mutex.h"
 #include "platform/Platform.h"
 
 namespace pxa {
@@ -24,14 +27,11 @@ std::string dottedQuad(const std::array<std::uint8_t, 4>& word) {
   return text;
 }
 
-}  // namespace
-
-String PXALog::getIPAddress() {
+/// Of Wi-Fi, else of the mobile link, else none.
+String addressIn(const std::vector<NetworkInterface>& interfaces) {
   std::string wifiAddress;
   std::string cellularAddress;
-  const auto interfaces = Platform::current().interfaces.list();
-  if (!interfaces) return "0.0.0.0"_text;
-  for (const NetworkInterface& interface : *interfaces) {
+  for (const NetworkInterface& interface : interfaces) {
     if (interface.family == NetworkInterface::Family::Other) continue;
     std::string address = dottedQuad(interface.word);
     if (address == kNoAddress) continue;
@@ -42,6 +42,32 @@ String PXALog::getIPAddress() {
   }
   if (!wifiAddress.empty()) return wifiAddress;
   return cellularAddress.empty() ? "0.0.0.0"_text : String(cellularAddress);
+}
+
+/// The address that was last found, and in which list.
+struct KnownAddress {
+  Mutex mutex;
+  InterfaceList interfaces GUARDED_BY(mutex);
+  String address GUARDED_BY(mutex);
+};
+
+KnownAddress& knownAddress() {
+  static auto& known = *new KnownAddress;
+  return known;
+}
+
+}  // namespace
+
+String PXALog::getIPAddress() {
+  InterfaceList interfaces = Platform::current().interfaces.list();
+  if (interfaces == nullptr) return "0.0.0.0"_text;
+  KnownAddress& known = knownAddress();
+  const Guard guard(known.mutex);
+  if (known.interfaces != interfaces) {
+    known.address = addressIn(*interfaces);
+    known.interfaces = std::move(interfaces);
+  }
+  return known.address;
 }
 
 String PXALog::getHost() {

@@ -4,7 +4,8 @@
 
 namespace pxa::PXALog {
 
-/// The device's IPv4 address: of Wi-Fi, else of the mobile link, else "0.0.0.0". Takes no lock.
+/// The device's IPv4 address: of Wi-Fi, else of the mobile link, else "0.0.0.0". Takes no lock that is held
+/// for long.
 /// Selector: getIPAddress
 String getIPAddress();
 

@@ -95,6 +95,11 @@ bool shellRunsACommand() {
 
 }  // namespace
 
+std::optional<std::uint64_t> LinuxDeviceFacts::generation() {
+  // What the system says of itself is the same for the whole life of the process.
+  return HostSettings::generationOfDeviceFacts();
+}
+
 String LinuxDeviceFacts::systemVersion() {
   return hostsAnswerOr(&Host::DeviceFacts::systemVersion, [] {
     static const auto& version = *new String(distributionsVersion());

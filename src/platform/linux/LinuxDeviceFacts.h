@@ -11,6 +11,7 @@ namespace pxa {
 class LinuxDeviceFacts final : public DeviceFacts {
  public:
   /// Of the distribution, else of the kernel.
+  std::optional<std::uint64_t> generation() override;
   String systemVersion() override;
   /// Of the device tree, else the product name that the firmware gives, else the kind of processor.
   String machineModel() override;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <utility>
 
 namespace pxa {
 
@@ -25,12 +26,12 @@ NetworkInterface interfaceWith(const IpAddress& address) {
   return interface;
 }
 
-std::optional<std::vector<NetworkInterface>> readInterfaces() {
+InterfaceList readInterfaces() {
   std::optional<Rtnetlink> kernel = Rtnetlink::open();
-  if (!kernel) return std::nullopt;
+  if (!kernel) return nullptr;
   const auto links = kernel->links();
   const auto addresses = kernel->addresses();
-  if (!links || !addresses) return std::nullopt;
+  if (!links || !addresses) return nullptr;
 
   const int defaultRoute = indexOfDefaultRoute(*kernel);
   std::vector<NetworkInterface> interfaces;
@@ -41,16 +42,16 @@ std::optional<std::vector<NetworkInterface>> readInterfaces() {
     interfaces.push_back(interfaceWith(entry.address));
     interfaces.back().name = phoneInterfaceName(*link, defaultRoute);
   }
-  return interfaces;
+  return std::make_shared<const std::vector<NetworkInterface>>(std::move(interfaces));
 }
 
 }  // namespace
 
-std::optional<std::vector<NetworkInterface>> LinuxNetworkInterfaces::list() {
+InterfaceList LinuxNetworkInterfaces::list() {
   // Taken before the reading, so that what changes meanwhile is read next time.
   const std::optional<std::uint64_t> generation = watcher_.generation();
   const Guard guard(mutex_);
-  if (!known_ || !generation || generation != knownGeneration_) {
+  if (known_ == nullptr || !generation || generation != knownGeneration_) {
     known_ = readInterfaces();
     knownGeneration_ = generation;
   }

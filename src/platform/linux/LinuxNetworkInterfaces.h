@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "foundation/Mutex.h"
 #include "platform/NetworkInterfaces.h"
@@ -16,12 +17,12 @@ class LinuxNetworkInterfaces final : public NetworkInterfaces {
   /// The watcher must live as long as this.
   explicit LinuxNetworkInterfaces(NetworkWatcher& watcher) : watcher_(watcher) {}
 
-  std::optional<std::vector<NetworkInterface>> list() override;
+  InterfaceList list() override;
 
  private:
   NetworkWatcher& watcher_;
   Mutex mutex_;
-  std::optional<std::vector<NetworkInterface>> known_ GUARDED_BY(mutex_);
+  InterfaceList known_ GUARDED_BY(mutex_);
   std::optional<std::uint64_t> knownGeneration_ GUARDED_BY(mutex_);
 };
 
