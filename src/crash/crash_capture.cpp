@@ -101,16 +101,12 @@ String dumpDataOf(std::string_view text) {
   return utf8::isAscii(text) ? String(base64(text)) : ""_text;
 }
 
-void setIfKnown(Dictionary& fields, const String& key, const String& text) {
-  fields.set(key, text.isEmpty() ? "Unknown"_text.utf8() : text.utf8());
-}
-
 Dictionary fieldsOf(std::string_view text, const String& errorCode) {
   Dictionary fields(kFieldsCapacity);
   fields.set(key::logLevel(), "FATAL"_text.utf8());
   PXALog::copyCommonFields_forHandlerId(fields, defaultHandleId());
-  setIfKnown(fields, key::freeMemory(), VeskPhoneInfo::sharedInstance().freeMemory());
-  setIfKnown(fields, key::freeDiskSpace(), VeskPhoneInfo::sharedInstance().freeSpace());
+  setOrUnknown(fields, key::freeMemory(), VeskPhoneInfo::sharedInstance().freeMemory());
+  setOrUnknown(fields, key::freeDiskSpace(), VeskPhoneInfo::sharedInstance().freeSpace());
   {
     const GlobalGuard guard;
     processFlags().isCrashEventMade = true;

@@ -81,6 +81,10 @@ TEST(EnableSendCrashReport, SetsTheCallbackBeforeItEnablesTheReporter) {
   EXPECT_NE(p.crashReporter.enabledCallbacks.handleSignal, nullptr);
 }
 
+TEST(EnableSendCrashReport, HasReadyWhatTheRequestOfACrashTakes) {
+  EXPECT_EQ(test::installWithHandle().urlLoader.preparedCount, 1);
+}
+
 TEST(EnableSendCrashReport, TellsTheReporterTheProjectAndItsVersion) {
   test::FakePlatform& p = test::installWithHandle();
   EXPECT_EQ(p.crashReporter.applicationIdentifier, test::kAppKey);
@@ -619,7 +623,7 @@ TEST_F(CrashCapture, PutsAnEventThatCouldNotBeDeliveredIntoTheFileQueue) {
   p_.clock.setSecondsSince1970(1'600'000'000.5);
   p_.urlLoader.answerAllWith(500);
   crash();
-  const std::deque<VeskEventRef> events = test::takeFailedEvents(p_);
+  const EventQueue events = test::takeFailedEvents(p_);
   ASSERT_THAT(events, SizeIs(1));
   EXPECT_EQ(events[0]->projectName(), Value(test::kAppKey));
   EXPECT_EQ(text(events[0]->body()), "signal: SIGSEGV");

@@ -86,6 +86,10 @@ void start(std::function<void()> work) {
   std::thread(std::move(work)).detach();
 }
 
+void throwError(const char* reason) {
+  throw std::runtime_error(reason);
+}
+
 /// A point at which as many threads meet.
 class Meeting {
  public:
@@ -388,6 +392,17 @@ void crashWithLaterHandler() {
   writeToNull();
 }
 
+/// A handler that leaves the rest to the one before it, as most do.
+void crashWithLaterHandlerThatReturns() {
+  onSignal(
+      SIGSEGV,
+      [](int signal, siginfo_t* information, void* context) {
+        gs_before.sa_sigaction(signal, information, context);
+      },
+      &gs_before);
+  writeToNull();
+}
+
 void crashAfterIgnored() {
   std::raise(SIGFPE);
   say("alive after what is ignored\n");
@@ -484,6 +499,37 @@ void crashAtOnce(int count) {
     });
   meeting->arrive();
   writeToNull();
+}
+
+/// The process ends by itself while a crash is handled.
+void exitWhileACrashIsHandled() {
+  static std::atomic<bool> isHandled = false;
+  PXALog::setCrashBlock([] {
+    isHandled = true;
+    // As long as the exit would take that does not wait.
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  });
+  start(&writeToNull);
+  while (!isHandled) std::this_thread::yield();
+  std::exit(0);
+}
+
+void crashWhileCancelled() {
+  start([] {
+    ::pthread_cancel(::pthread_self());
+    writeToNull();
+  });
+  sleepForGood();
+}
+
+void throwAtOnce() {
+  static Meeting& meeting = *new Meeting(2);
+  start([] {
+    meeting.arrive();
+    throwError("one of two");
+  });
+  meeting.arrive();
+  throwError("one of two");
 }
 
 /// The descriptor of a pipe that nothing comes out of.
@@ -596,10 +642,6 @@ void crashWithoutMainThread() {
 // C++
 
 struct OwnException {};
-
-void throwError(const char* reason) {
-  throw std::runtime_error(reason);
-}
 
 void throwOut() noexcept {
   throwError("out of noexcept");
@@ -804,6 +846,9 @@ const std::map<std::string, Steps>& steps() {
         {"in-signal-handler", {{}, &crashInSignalHandler}},
         {"handler-before", {&installHandlerBefore, &writeToNull}},
         {"handler-later", {{}, &crashWithLaterHandler}},
+        {"handler-later-that-returns", {{}, &crashWithLaterHandlerThatReturns}},
+        {"exit-meanwhile", {{}, &exitWhileACrashIsHandled}}, {"cancelled-thread", {{}, &crashWhileCancelled}},
+        {"two-exceptions-at-once", {{}, &throwAtOnce}},
         {"ignored-before", {[] { std::signal(SIGSEGV, SIG_IGN); }, &writeToNull}},
         {"ignored-and-sent", {[] { std::signal(SIGFPE, SIG_IGN); }, &crashAfterIgnored}},
 

@@ -100,6 +100,7 @@ inline constexpr Way kWays[] = {
      .signal = SIGSEGV,
      .says = "the handler from before gets SIGSEGV, report there"},
     {.name = "handler-later", .signal = SIGSEGV, .says = "the later handler goes on"},
+    {.name = "handler-later-that-returns", .signal = SIGSEGV},
     {.name = "ignored-before", .signal = SIGSEGV},
     {.name = "ignored-and-sent", .signal = SIGABRT, .says = "alive after what is ignored"},
 
@@ -122,7 +123,11 @@ inline constexpr Way kWays[] = {
     {.name = "thread-in-vfork", .signal = SIGSEGV},
     {.name = "main-thread-gone", .signal = SIGSEGV},
 
+    {.name = "exit-meanwhile", .signal = SIGSEGV},
+    {.name = "cancelled-thread", .signal = SIGSEGV, .holds = "\nThread 1"},
+
     // C++.
+    {.name = "two-exceptions-at-once", .signal = SIGABRT, .holds = "uncaught exception"},
     {.name = "exception-on-main",
      .signal = SIGABRT,
      .holds = "uncaught exception 'std::runtime_error', reason: 'out of main'"},
