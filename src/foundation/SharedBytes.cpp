@@ -36,13 +36,10 @@ SharedBytes* SharedBytes::copyOf(std::string_view bytes, Encoding encoding, Bloc
   return copy;
 }
 
-bool SharedBytes::isUtf8() noexcept {
-  Encoding encoding = encoding_.load(std::memory_order_relaxed);
-  if (encoding == Encoding::Unknown) {
-    encoding = utf8::isWellFormed(view()) ? Encoding::Utf8 : Encoding::NotUtf8;
-    encoding_.store(encoding, std::memory_order_relaxed);
-  }
-  return encoding == Encoding::Utf8;
+bool SharedBytes::findOutWhetherUtf8() noexcept {
+  const bool isWellFormed = utf8::isWellFormed(view());
+  encoding_.store(isWellFormed ? Encoding::Utf8 : Encoding::NotUtf8, std::memory_order_relaxed);
+  return isWellFormed;
 }
 
 void SharedBytes::destroy() noexcept {

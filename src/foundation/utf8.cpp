@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "foundation/byte_blocks.h"
+
 namespace pxa::utf8 {
 
 namespace {
@@ -51,6 +53,7 @@ std::size_t asciiPrefix(std::string_view bytes) {
 }  // namespace
 
 bool isWellFormed(std::string_view bytes) noexcept {
+  if (isAscii(bytes)) return true;
   bytes.remove_prefix(asciiPrefix(bytes));
   while (!bytes.empty()) {
     const Step step = stepOverSequence(bytes);
@@ -63,7 +66,13 @@ bool isWellFormed(std::string_view bytes) noexcept {
 }
 
 bool isAscii(std::string_view bytes) noexcept {
-  return asciiPrefix(bytes) == bytes.size();
+  constexpr ByteBlock kHighBits = blockOf(0x80);
+  const char* const data = bytes.data();
+  if (bytes.size() < kBlockSize) return !hasMark(loadBlock(data, bytes.size()) & kHighBits);
+  const std::size_t last = bytes.size() - kBlockSize;
+  for (std::size_t i = 0; i < last; i += kBlockSize)
+    if (hasMark(loadBlock(data + i) & kHighBits)) return false;
+  return !hasMark(loadBlock(data + last) & kHighBits);
 }
 
 std::size_t utf16Length(std::string_view text) noexcept {

@@ -46,13 +46,17 @@ class SharedBytes {
 
   [[nodiscard]] std::string_view view() const noexcept { return {bytes_, size_}; }
   /// Whether the bytes are well-formed UTF-8.
-  PXALOG_EXPORT bool isUtf8() noexcept;
+  bool isUtf8() noexcept {
+    const Encoding encoding = encoding_.load(std::memory_order_relaxed);
+    return encoding == Encoding::Unknown ? findOutWhetherUtf8() : encoding == Encoding::Utf8;
+  }
 
   /// The count of a constant that is never counted and never freed.
   static constexpr std::int32_t kImmortal = -1;
 
  private:
   PXALOG_EXPORT void destroy() noexcept;
+  PXALOG_EXPORT bool findOutWhetherUtf8() noexcept;
 
   std::atomic<std::int32_t> references_;
   std::atomic<Encoding> encoding_;
