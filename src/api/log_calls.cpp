@@ -1,3 +1,5 @@
+#include <utility>
+
 #include <pxalog/PXALog.h>
 
 #include "api/handle/GlobalLock.h"
@@ -12,15 +14,6 @@ namespace pxa {
 using namespace literals;
 
 namespace {
-
-constexpr std::size_t kFieldsCapacity = 10;
-
-Dictionary fieldsOf(const String& level, const String& errorCode) {
-  Dictionary fields(kFieldsCapacity);
-  if (!errorCode.isEmpty()) fields.set(key::errorCode(), errorCode.utf8());
-  fields.set(key::logLevel(), level.isNil() ? ""_text.utf8() : level.utf8());
-  return fields;
-}
 
 /// The log that tells a new session is known by its message alone.
 bool isSessionLog(const String& message) {
@@ -40,17 +33,15 @@ void PXALog::sendLog_errorCode_withMessage_atLocation_forHandleId(const String& 
                                                                   const String& message, const String&,
                                                                   const String& handleId) {
   try {
-    const Dictionary fields = fieldsOf(level, errorCode);
-    const Data body = message.isNil() ? ""_text.utf8() : message.utf8();
-    const std::int64_t sendTime = currentSendTime();
+    Data body = message.isNil() ? ""_text.utf8() : message.utf8();
+    auto event = std::make_shared<VeskEvent>(level, errorCode, std::move(body), currentSendTime());
+    VeskEventRef displaced;  // goes after the lock is left
     const GlobalGuard guard;
-    const VeskHandleRef handle = rdm_getHandler(handleId);
+    VeskHandle* const handle = findHandle(handleId);
     if (handle == nullptr) return;
-    gs_blockQueue()->enqueue(
-        VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
-            handle->projectName(), handle->projectVersion(),
-            isSessionLog(message) ? text::session() : handle->logType(), handle->logSource(), body, sendTime,
-            ""_text, fields, handleId));
+    event->setOrigin(handle->eventOrigin(handleId));
+    if (isSessionLog(message)) event->setLogType(text::session());
+    displaced = blockQueue()->enqueue(std::move(event));
   } catch (...) {
     // No memory for the event: the line is lost, and the application goes on.
   }

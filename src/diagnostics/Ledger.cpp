@@ -24,6 +24,12 @@ void Ledger::enter(Place place, std::uint64_t count) {
   events_.*place += count;
 }
 
+void Ledger::enterInsteadOfAnother(Reason reason) {
+  const Guard guard(mutex_);
+  ++events_.entered;
+  ++(events_.dropped.*reason);
+}
+
 void Ledger::move(Place from, Place to, std::uint64_t count) {
   const Guard guard(mutex_);
   events_.*from -= count;

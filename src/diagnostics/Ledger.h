@@ -20,6 +20,8 @@ class Ledger {
 
   /// Events that come into being, or back from a file of an earlier process.
   void enter(Place place, std::uint64_t count = 1);
+  /// An event that comes into being in the place of one that goes.
+  void enterInsteadOfAnother(Reason reason);
   void move(Place from, Place to, std::uint64_t count = 1);
   void drop(Place from, Reason reason, std::uint64_t count = 1);
 

@@ -1,36 +1,79 @@
 #include "event/VeskEvent.h"
 
 #include "event/event_keys.h"
+#include "foundation/bodies.h"
 
 namespace pxa {
+
+using namespace literals;
+
+namespace {
+
+/// With what the send loop adds.
+constexpr std::size_t kUsualFields = 20;
+
+}  // namespace
+
+VeskEvent::VeskEvent(const String& logLevel, const String& errorCode, Data body, std::int64_t sendTime)
+    : body_(std::move(body)),
+      sendTime_(sendTime),
+      host_(""_text),
+      logLevel_(logLevel.isNil() ? ""_text : logLevel),
+      errorCode_(errorCode) {}
 
 VeskEventRef
 VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
     Value projectName, Value projectVersion, Value logType, Value logSource, Value body,
     std::int64_t sendTime, Value host, Value fields, Value handleId) {
   auto event = std::make_shared<VeskEvent>();
-  event->projectName_ = std::move(projectName);
-  event->projectVersion_ = std::move(projectVersion);
-  event->logType_ = std::move(logType);
-  event->logSource_ = std::move(logSource);
+  event->origin_ = std::make_shared<const EventOrigin>(
+      EventOrigin{std::move(projectName), std::move(projectVersion), std::move(logType), std::move(logSource),
+                  std::move(handleId)});
   event->body_ = std::move(body);
   event->sendTime_ = sendTime;
   event->host_ = std::move(host);
   event->fields_ = std::move(fields);
-  event->handleId_ = std::move(handleId);
   return event;
 }
 
+const EventOriginRef& VeskEvent::noOrigin() {
+  static const auto& none = *new EventOriginRef(std::make_shared<EventOrigin>());
+  return none;
+}
+
+const Value* VeskEvent::field(std::string_view key) const {
+  const Value& all = fields();
+  if (all.kind() != Value::Kind::Dictionary) return nullptr;
+  const auto* const entry = detail::Borrow::dictionary(all).find(key);
+  return entry == nullptr ? nullptr : &entry->value;
+}
+
+void VeskEvent::makeFieldsIn(BlockArena* arena) const {
+  using Body = detail::DictionaryBody;
+  Dictionary fields = detail::Adopt::dictionary(arena == nullptr ? Body::create(kUsualFields)
+                                                                 : Body::create(kUsualFields, *arena));
+  if (!errorCode_.isEmpty()) fields.set(key::errorCode(), errorCode_.utf8());
+  fields.set(key::logLevel(), logLevel_.utf8());
+  fields_ = std::move(fields);
+  logLevel_ = nullptr;
+}
+
+void VeskEvent::changeOrigin(Value EventOrigin::*member, Value value) {
+  auto changed = std::make_shared<EventOrigin>(*origin_);
+  (*changed).*member = std::move(value);
+  origin_ = std::move(changed);
+}
+
 void VeskEvent::encodeWithCoder(Dictionary& coder) const {
-  coder.set(key::projectName(), projectName_);
-  coder.set(key::projectVersion(), projectVersion_);
-  coder.set(key::logType(), logType_);
-  coder.set(key::logSource(), logSource_);
+  coder.set(key::projectName(), projectName());
+  coder.set(key::projectVersion(), projectVersion());
+  coder.set(key::logType(), logType());
+  coder.set(key::logSource(), logSource());
   coder.set(key::body(), body_);
   coder.set(key::sendTime(), sendTime_);
   coder.set(key::host(), host_);
-  coder.set(key::fields(), fields_);
-  coder.set(key::handleId(), handleId_);
+  coder.set(key::fields(), fields());
+  coder.set(key::handleId(), handleId());
 }
 
 VeskEventRef VeskEvent::initWithCoder(const Dictionary& coder) {

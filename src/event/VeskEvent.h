@@ -2,15 +2,29 @@
 
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include <pxalog/Dictionary.h>
+#include <pxalog/String.h>
 #include <pxalog/Value.h>
 
 namespace pxa {
 
+class BlockArena;
 class VeskEvent;
 using VeskEventRef = std::shared_ptr<VeskEvent>;
+
+/// What the events of a handle have in common. They share it; it never changes.
+struct EventOrigin {
+  Value projectName;
+  Value projectVersion;
+  Value logType;
+  Value logSource;
+  Value handleId;
+  Value laterHandleId{};  ///< kept, never read
+};
+using EventOriginRef = std::shared_ptr<const EventOrigin>;
 
 /// One log line, crash report or measurement on its way from the call that builds it to the collector. Plain
 /// data: it checks nothing and copies nothing; whoever holds the fields dictionary it was given sees and
@@ -22,52 +36,71 @@ using VeskEventRef = std::shared_ptr<VeskEvent>;
 class VeskEvent {
  public:
   /// Every member null, the send time 0.
-  VeskEvent() = default;
+  VeskEvent() : origin_(noOrigin()) {}
+  /// A log line with its level, "" for nil, and its error code, none for nil and "". The send time is in
+  /// milliseconds since 1970-01-01 00:00 UTC; the host is "" until the event is sent. Whoever makes it gives it its
+  /// origin before anyone asks for that.
+  VeskEvent(const String& logLevel, const String& errorCode, Data body, std::int64_t sendTime);
 
   /// Selector: initWithProjectName:projectVersion:logType:logSource:body:sendTime:host:fields:handleId:
-  /// The send time is in milliseconds since 1970-01-01 00:00 UTC.
   static VeskEventRef initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
       Value projectName, Value projectVersion, Value logType, Value logSource, Value body,
       std::int64_t sendTime, Value host, Value fields, Value handleId);
 
-  [[nodiscard]] const Value& projectName() const { return projectName_; }
-  [[nodiscard]] const Value& projectVersion() const { return projectVersion_; }
-  [[nodiscard]] const Value& logType() const { return logType_; }
-  [[nodiscard]] const Value& logSource() const { return logSource_; }
+  [[nodiscard]] const Value& projectName() const { return origin_->projectName; }
+  [[nodiscard]] const Value& projectVersion() const { return origin_->projectVersion; }
+  [[nodiscard]] const Value& logType() const { return origin_->logType; }
+  [[nodiscard]] const Value& logSource() const { return origin_->logSource; }
   [[nodiscard]] const Value& body() const { return body_; }
   [[nodiscard]] std::int64_t sendTime() const { return sendTime_; }
   [[nodiscard]] const Value& host() const { return host_; }
-  [[nodiscard]] const Value& fields() const { return fields_; }
-  [[nodiscard]] const Value& handleId() const { return handleId_; }
+  /// Those of a log line are made when they are first asked for: not by the thread that logs.
+  [[nodiscard]] const Value& fields() const {
+    if (!logLevel_.isNil()) makeFieldsIn(nullptr);
+    return fields_;
+  }
+  /// Makes those of a log line among the other things of an arena.
+  void makeFieldsIn(BlockArena& arena) {
+    if (!logLevel_.isNil()) makeFieldsIn(&arena);
+  }
+  /// The field under the key; nullptr when there is none.
+  [[nodiscard]] const Value* field(std::string_view key) const;
+  [[nodiscard]] const Value& handleId() const { return origin_->handleId; }
 
-  void setProjectName(Value value) { projectName_ = std::move(value); }
-  void setProjectVersion(Value value) { projectVersion_ = std::move(value); }
-  void setLogType(Value value) { logType_ = std::move(value); }
-  void setLogSource(Value value) { logSource_ = std::move(value); }
+  void setOrigin(EventOriginRef origin) { origin_ = std::move(origin); }
+  void setProjectName(Value value) { changeOrigin(&EventOrigin::projectName, std::move(value)); }
+  void setProjectVersion(Value value) { changeOrigin(&EventOrigin::projectVersion, std::move(value)); }
+  void setLogType(Value value) { changeOrigin(&EventOrigin::logType, std::move(value)); }
+  void setLogSource(Value value) { changeOrigin(&EventOrigin::logSource, std::move(value)); }
   void setBody(Value value) { body_ = std::move(value); }
   void setSendTime(std::int64_t value) { sendTime_ = value; }
   void setHost(Value value) { host_ = std::move(value); }
-  void setFields(Value value) { fields_ = std::move(value); }
+  void setFields(Value value) {
+    logLevel_ = nullptr;
+    fields_ = std::move(value);
+  }
 
   /// Keeps a value that nothing reads: an event gets its handle id when it is made, and never another one.
-  void sethandleId(Value value) { laterHandleId_ = std::move(value); }
-  void unsetProjectVersion() { projectVersion_ = nullptr; }
+  void sethandleId(Value value) { changeOrigin(&EventOrigin::laterHandleId, std::move(value)); }
+  void unsetProjectVersion() { setProjectVersion(nullptr); }
 
   /// Selectors: encodeWithCoder:, initWithCoder:. The coder is the dictionary of one archived event.
   void encodeWithCoder(Dictionary& coder) const;
   static VeskEventRef initWithCoder(const Dictionary& coder);
 
  private:
-  Value projectName_;
-  Value projectVersion_;
-  Value logType_;
-  Value logSource_;
+  static const EventOriginRef& noOrigin();
+  /// From then on the event has an origin of its own.
+  void changeOrigin(Value EventOrigin::*member, Value value);
+  void makeFieldsIn(BlockArena* arena) const;
+
+  EventOriginRef origin_;
   Value body_;
   std::int64_t sendTime_ = 0;
   Value host_;
-  Value fields_;
-  Value handleId_;
-  Value laterHandleId_;
+  mutable Value fields_;
+  mutable String logLevel_;  // nil once the fields are made
+  String errorCode_;
 };
 
 }  // namespace pxa

@@ -27,16 +27,19 @@ VeskBlockQueue::~VeskBlockQueue() {
   ledger().drop(&Events::saved, &Dropped::listReplaced, savedLogs_ + savedFailedEvents_);
 }
 
-void VeskBlockQueue::enqueue(const VeskEventRef& event) {
-  if (event == nullptr) return;
+VeskEventRef VeskBlockQueue::enqueue(VeskEventRef event) {
+  if (event == nullptr) return nullptr;
+  VeskEventRef oldest;
   const Guard guard(condition_);
-  while (logArray_.size() >= kMostEvents) {
-    logArray_.pop_front();
-    ledger().drop(&Events::waiting, &Dropped::queueFull);
+  logArray_.push_back(std::move(event));
+  if (logArray_.size() <= kMostEvents) {
+    ledger().enter(&Events::waiting);
+  } else {
+    oldest = takeFirst(logArray_);
+    ledger().enterInsteadOfAnother(&Dropped::queueFull);
   }
-  logArray_.push_back(event);
-  ledger().enter(&Events::waiting);
   condition_.signal();
+  return oldest;
 }
 
 void VeskBlockQueue::frontEnqueue(const VeskEventRef& event) {

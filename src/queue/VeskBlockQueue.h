@@ -5,12 +5,14 @@
 #include <deque>
 #include <list>
 #include <memory>
+#include <memory_resource>
 
 #include <pxalog/String.h>
 
 #include "event/VeskEvent.h"
 #include "queue/ConditionLock.h"
 #include "queue/NetworkData.h"
+#include "queue/event_archive.h"
 
 namespace pxa {
 
@@ -31,8 +33,9 @@ class VeskBlockQueue {
   // The log queue: events on their way to the send loop.
 
   /// Puts the event at the tail and wakes one waiting consumer. Selector: enqueue:
-  /// A full queue loses its oldest events first. A null event does nothing.
-  void enqueue(const VeskEventRef& event);
+  /// A full queue loses its oldest events first. A null event does nothing. Gives back the oldest event if it
+  /// had to go: a caller that holds a lock lets go of it afterwards.
+  VeskEventRef enqueue(VeskEventRef event);
   /// Puts the event at the head and wakes one waiting consumer. Selector: frontEnqueue:
   /// A full queue loses its newest events first. A null event does nothing.
   void frontEnqueue(const VeskEventRef& event);
@@ -83,8 +86,6 @@ class VeskBlockQueue {
   void loadFromFile();
 
  private:
-  using EventQueue = std::deque<VeskEventRef>;
-
   using Section = void (VeskBlockQueue::*)();
   void runGuarded(Section section, const char* failureText);
   void saveLogs() REQUIRES(persistenceMonitor_);
@@ -104,7 +105,9 @@ class VeskBlockQueue {
   EventQueue fileArray_ GUARDED_BY(filecondition_);
 
   ConditionLock condition_;
-  EventQueue logArray_ GUARDED_BY(condition_);
+  // Keeps the memory that the queue gives back while it moves on.
+  std::pmr::unsynchronized_pool_resource logMemory_ GUARDED_BY(condition_);
+  EventQueue logArray_ GUARDED_BY(condition_){&logMemory_};
 
   ConditionLock handlercondition_;
   std::list<String> handlerArray_ GUARDED_BY(handlercondition_);

@@ -6,7 +6,7 @@
 
 namespace pxa {
 
-Data archiveOfEvents(const std::deque<VeskEventRef>& events, const String& key) {
+Data archiveOfEvents(const EventQueue& events, const String& key) {
   Array archived;
   for (const VeskEventRef& event : events) {
     Dictionary coder;
@@ -16,13 +16,13 @@ Data archiveOfEvents(const std::deque<VeskEventRef>& events, const String& key) 
   return Platform::current().keyedArchive.archive(Dictionary{{key, archived}});
 }
 
-std::optional<std::deque<VeskEventRef>> eventsOfArchive(const Data& archive, const String& key) {
+std::optional<EventQueue> eventsOfArchive(const Data& archive, const String& key) {
   const std::optional<Dictionary> root = Platform::current().keyedArchive.unarchive(archive);
   if (!root) return std::nullopt;
   const Value archived = root->value(key.view());
   if (!archived.isNull() && archived.kind() != Value::Kind::Array) return std::nullopt;
 
-  std::deque<VeskEventRef> events;
+  EventQueue events;
   for (const Value& coder : archived.array()) {
     if (coder.kind() != Value::Kind::Dictionary) return std::nullopt;
     events.push_back(VeskEvent::initWithCoder(coder.dictionary()));

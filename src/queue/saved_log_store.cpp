@@ -11,7 +11,6 @@
 #include "platform/Platform.h"
 #include "platform/console.h"
 #include "queue/VeskBlockQueue.h"
-#include "queue/event_archive.h"
 
 // The part of VeskBlockQueue that keeps events in files. Each operation works in two guarded sections, the
 // log queue's and the file queue's; a failure in one is told on the console and does not keep the other from
@@ -38,7 +37,7 @@ String pathOf(const char* fileName) {
 
 /// Writes the queue to the file and empties it. The events of this process that an older file held are gone
 /// then.
-void save(std::deque<VeskEventRef>& queue, Ledger::Place place, const String& path, const String& key,
+void save(EventQueue& queue, Ledger::Place place, const String& path, const String& key,
           std::uint64_t& savedHere) {
   if (queue.empty()) return;
   const Data archive = archiveOfEvents(queue, key);
@@ -50,18 +49,17 @@ void save(std::deque<VeskEventRef>& queue, Ledger::Place place, const String& pa
 }
 
 /// The events of a file that is there. Throws when it cannot be read as an archive of events.
-std::deque<VeskEventRef> readEvents(const String& path, const String& key) {
+EventQueue readEvents(const String& path, const String& key) {
   const std::optional<Data> content = Platform::current().files.read(path);
   if (!content) throw std::runtime_error("the file cannot be read");
-  std::optional<std::deque<VeskEventRef>> events = eventsOfArchive(*content, key);
+  std::optional<EventQueue> events = eventsOfArchive(*content, key);
   if (!events) throw std::runtime_error("the file holds no archive of events");
   return *std::move(events);
 }
 
 /// Puts reloaded events behind those of the queue, which then drops its oldest until there is room for one
 /// more.
-void append(std::deque<VeskEventRef>& queue, Ledger::Place place, const std::deque<VeskEventRef>& events,
-            std::uint64_t& savedHere) {
+void append(EventQueue& queue, Ledger::Place place, const EventQueue& events, std::uint64_t& savedHere) {
   queue.insert(queue.end(), events.begin(), events.end());
   const std::uint64_t ours = std::min<std::uint64_t>(savedHere, events.size());
   ledger().move(&Events::saved, place, ours);

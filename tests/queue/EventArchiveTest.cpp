@@ -32,7 +32,7 @@ Dictionary rootOf(const Data& archive) {
   return Platform::current().keyedArchive.unarchive(archive).value_or(Dictionary());
 }
 
-Times timesOf(const std::deque<VeskEventRef>& events) {
+Times timesOf(const EventQueue& events) {
   return test::timesOf({events.begin(), events.end()});
 }
 
@@ -46,7 +46,7 @@ TEST(EventArchive, HoldOneKeyWithTheEventsInOrder) {
 }
 
 TEST(EventArchive, HoldNoEvents) {
-  EXPECT_EQ(eventsOfArchive(archiveOfEvents({}, "k"), "k"), std::deque<VeskEventRef>());
+  EXPECT_EQ(eventsOfArchive(archiveOfEvents({}, "k"), "k"), EventQueue());
 }
 
 TEST(EventArchive, BringEventsBackInOrder) {

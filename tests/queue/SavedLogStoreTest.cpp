@@ -61,20 +61,20 @@ VeskEventRef eventWithRate(std::int64_t time, Value errorRate) {
 }
 
 /// Puts a file of an earlier process there.
-void putFile(FakePlatform& fakes, const char* name, const char* key, const std::deque<VeskEventRef>& events) {
+void putFile(FakePlatform& fakes, const char* name, const char* key, const EventQueue& events) {
   fakes.files.put(name, archiveOfEvents(events, key).view());
 }
 
-void putLogs(FakePlatform& fakes, const std::deque<VeskEventRef>& events) {
+void putLogs(FakePlatform& fakes, const EventQueue& events) {
   putFile(fakes, kLogFile, "logArray", events);
 }
 
-void putFailedEvents(FakePlatform& fakes, const std::deque<VeskEventRef>& events) {
+void putFailedEvents(FakePlatform& fakes, const EventQueue& events) {
   putFile(fakes, kFailedFile, "fileArray", events);
 }
 
-std::deque<VeskEventRef> eventsAt(const Times& times) {
-  std::deque<VeskEventRef> events;
+EventQueue eventsAt(const Times& times) {
+  EventQueue events;
   for (const std::int64_t time : times) events.push_back(eventAt(time));
   return events;
 }

@@ -102,12 +102,12 @@ std::vector<std::string> textsOf(const FakePlatform& platform, std::size_t reque
   return request < bodies.size() ? textsOf(bodies[request], key) : std::vector<std::string>{"(no request)"};
 }
 
-std::deque<VeskEventRef> takeFailedEvents(FakePlatform& platform) {
+EventQueue takeFailedEvents(FakePlatform& platform) {
   platform.files.removeFile(VeskBlockQueue::fileFilePath());
   gs_blockQueue()->saveToFile();
   const std::optional<std::string> archive = platform.files.contentOf(kFailedFile);
   if (!archive) return {};
-  return eventsOfArchive(Data(*archive), "fileArray").value_or(std::deque<VeskEventRef>());
+  return eventsOfArchive(Data(*archive), "fileArray").value_or(EventQueue());
 }
 
 }  // namespace pxa::test

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <deque>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -11,6 +10,7 @@
 
 #include "api/handle/VeskHandle.h"
 #include "event/VeskEvent.h"
+#include "queue/event_archive.h"
 #include "support/FakePlatform.h"
 #include "support/handles.h"
 #include "support/values.h"
@@ -55,6 +55,6 @@ std::vector<std::string> textsOf(const std::string& body, std::string_view key);
 std::vector<std::string> textsOf(const FakePlatform& platform, std::size_t request, std::string_view key);
 
 /// What lies in the queue of failed events; empties that queue and the log queue.
-std::deque<VeskEventRef> takeFailedEvents(FakePlatform& platform);
+EventQueue takeFailedEvents(FakePlatform& platform);
 
 }  // namespace pxa::test

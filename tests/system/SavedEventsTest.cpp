@@ -293,7 +293,7 @@ bool isUsable(VeskBlockQueue& queue) {
 }
 
 std::string archiveOf(const Times& times) {
-  std::deque<VeskEventRef> events;
+  EventQueue events;
   for (const std::int64_t time : times)
     events.push_back(test::eventAt(time, Dictionary{{"number", short{7}}, {"\0key"sv, Data("x"sv)}}));
   return std::string(archiveOfEvents(events, "logArray").view());

@@ -419,7 +419,7 @@ TEST_F(CollectorRequest, KeepsItsOwnBodyAndHandleWhenALaterOneStarts) {
   gather({.body = bytesOf("b"), .handleId = "other", .projectName = "otherApp"});
   PXALog::sendVeskEventByRestAPI();
   p_.urlLoader.answer(0, 500);
-  const std::deque<VeskEventRef> failed = test::takeFailedEvents(p_);
+  const EventQueue failed = test::takeFailedEvents(p_);
   ASSERT_THAT(failed, SizeIs(1));
   EXPECT_EQ(failed[0]->body(), Value(bytesOf("a")));
   EXPECT_EQ(failed[0]->handleId(), Value("h"));
@@ -432,7 +432,7 @@ TEST_F(CollectorRequest, EndsOnItsOwnWhateverTheOrderOfTheAnswers) {
   PXALog::sendVeskEventByRestAPI();
   p_.urlLoader.answer(1, 500);
   p_.urlLoader.answer(0, 200);
-  const std::deque<VeskEventRef> failed = test::takeFailedEvents(p_);
+  const EventQueue failed = test::takeFailedEvents(p_);
   ASSERT_THAT(failed, SizeIs(1));
   EXPECT_EQ(failed[0]->body(), Value(bytesOf("b")));
   EXPECT_EQ(failed[0]->handleId(), Value("other"));

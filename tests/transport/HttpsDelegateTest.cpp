@@ -248,7 +248,7 @@ TEST_F(HttpsDelegate, ShowsAnErrorWithoutADescriptionAsUnknown) {
 
 TEST_F(HttpsDelegate, RebuildsTheRecordOfAnEvent) {
   answer(500);
-  const std::deque<VeskEventRef> events = test::takeFailedEvents(p_);
+  const EventQueue events = test::takeFailedEvents(p_);
   ASSERT_THAT(events, SizeIs(2));
   EXPECT_EQ(events[0]->projectName(), Value(test::kAppKey));
   EXPECT_EQ(events[0]->projectVersion(), Value(test::kVersion));
@@ -267,7 +267,7 @@ TEST_F(HttpsDelegate, GivesEveryRebuiltEventItsHandleId) {
 
 TEST_F(HttpsDelegate, PutsAllOtherEntriesBackIntoTheFields) {
   answer(500);
-  const std::deque<VeskEventRef> events = test::takeFailedEvents(p_);
+  const EventQueue events = test::takeFailedEvents(p_);
   ASSERT_THAT(events, SizeIs(2));
   EXPECT_EQ(events[0]->fields(),
             Value(Dictionary{{"logLevel", "INFO"}, {"errorRate", "2"}, {"rdmBulkIndex", "0"}}));
@@ -277,7 +277,7 @@ TEST_F(HttpsDelegate, PutsAllOtherEntriesBackIntoTheFields) {
 TEST_F(HttpsDelegate, LeavesMissingMembersOut) {
   delegate_.setLog("[{}]");
   answer(500);
-  const std::deque<VeskEventRef> events = test::takeFailedEvents(p_);
+  const EventQueue events = test::takeFailedEvents(p_);
   ASSERT_THAT(events, SizeIs(1));
   EXPECT_TRUE(events[0]->projectName().isNull());
   EXPECT_TRUE(events[0]->body().isNull());
@@ -303,7 +303,7 @@ TEST_F(HttpsDelegate, RebuildsWhatTheCollectorRequestSent) {
   test::startSendLoop(p_);
   ASSERT_TRUE(test::letOnePassHappen(p_));
   p_.urlLoader.answer(0, 503);
-  const std::deque<VeskEventRef> events = test::takeFailedEvents(p_);
+  const EventQueue events = test::takeFailedEvents(p_);
   ASSERT_THAT(events, SizeIs(1));
   EXPECT_EQ(events[0]->body(), Value(bytesOf("line\twith ünïcode")));
   EXPECT_EQ(events[0]->sendTime(), 1'700'000'000'250);

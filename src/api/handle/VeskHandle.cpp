@@ -9,4 +9,11 @@ VeskHandle::VeskHandle()
 
 VeskHandle::~VeskHandle() = default;
 
+const EventOriginRef& VeskHandle::eventOrigin(const String& handleId) {
+  if (eventOrigin_ == nullptr)
+    eventOrigin_ = std::make_shared<const EventOrigin>(
+        EventOrigin{projectName_, projectVersion_, logType_, logSource_, handleId});
+  return eventOrigin_;
+}
+
 }  // namespace pxa

@@ -8,6 +8,8 @@
 #include <pxalog/Dictionary.h>
 #include <pxalog/String.h>
 
+#include "event/VeskEvent.h"
+
 namespace pxa {
 
 class VeskReachability;
@@ -27,9 +29,9 @@ class VeskHandle {
   ~VeskHandle();
 
   [[nodiscard]] const String& projectName() const { return projectName_; }
-  void setProjectName(String value) { projectName_ = std::move(value); }
+  void setProjectName(String value) { replace(projectName_, std::move(value)); }
   [[nodiscard]] const String& projectVersion() const { return projectVersion_; }
-  void setProjectVersion(String value) { projectVersion_ = std::move(value); }
+  void setProjectVersion(String value) { replace(projectVersion_, std::move(value)); }
   /// Collector address without its scheme.
   [[nodiscard]] const String& collectorUrl() const { return collectorUrl_; }
   void setCollectorUrl(String value) { collectorUrl_ = std::move(value); }
@@ -39,9 +41,11 @@ class VeskHandle {
   [[nodiscard]] const String& userId() const { return userId_; }
   void setUserId(String value) { userId_ = std::move(value); }
   [[nodiscard]] const String& logType() const { return logType_; }
-  void setLogType(String value) { logType_ = std::move(value); }
+  void setLogType(String value) { replace(logType_, std::move(value)); }
   [[nodiscard]] const String& logSource() const { return logSource_; }
-  void setLogSource(String value) { logSource_ = std::move(value); }
+  void setLogSource(String value) { replace(logSource_, std::move(value)); }
+  /// What an event of this handle, which is under that id, shares with the others.
+  [[nodiscard]] const EventOriginRef& eventOrigin(const String& handleId);
   [[nodiscard]] const Dictionary& customFields() const { return customFields_; }
   [[nodiscard]] Dictionary& customFields() { return customFields_; }
   void setCustomFields(Dictionary value) { customFields_ = std::move(value); }
@@ -70,6 +74,12 @@ class VeskHandle {
   void setIsSettings(bool value) { isSettings_ = value; }
 
  private:
+  /// For what events share.
+  void replace(String& member, String value) {
+    member = std::move(value);
+    eventOrigin_ = nullptr;
+  }
+
   String projectName_;
   String projectVersion_;
   String collectorUrl_;
@@ -77,6 +87,7 @@ class VeskHandle {
   String userId_;
   String logType_;
   String logSource_;
+  EventOriginRef eventOrigin_;  // made for the first event that wants it
   Dictionary customFields_{kCustomFieldsCapacity};
   std::shared_ptr<VeskReachability> reachability_;
   std::atomic<bool> isReachable_ = false;

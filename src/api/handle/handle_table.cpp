@@ -32,6 +32,20 @@ VeskHandleRef& mutableNetworkRecord() {
   return record;
 }
 
+/// Most look-ups are for the record of the one before. Under the global lock.
+const HandleTable::value_type* gs_lastFound = nullptr;
+
+const VeskHandleRef* recordUnder(const String& handleId) {
+  const std::optional<HandleTable>& table = handleTable();
+  if (handleId.isNil() || !table) return nullptr;
+  if (gs_lastFound == nullptr || gs_lastFound->first != handleId.view()) {
+    const auto found = table->find(handleId.view());
+    if (found == table->end()) return nullptr;
+    gs_lastFound = &*found;
+  }
+  return &gs_lastFound->second;
+}
+
 }  // namespace
 
 String defaultHandleId() {
@@ -50,13 +64,17 @@ void PXALog::rdm_setHandler(const String& handleId) {
 
 VeskHandleRef PXALog::rdm_getHandler(const String& handleId) {
   const GlobalGuard guard;
-  const std::optional<HandleTable>& table = handleTable();
-  if (handleId.isNil() || !table) return nullptr;
-  const auto found = table->find(handleId.view());
-  return found == table->end() ? nullptr : found->second;
+  const VeskHandleRef* const record = recordUnder(handleId);
+  return record == nullptr ? nullptr : *record;
+}
+
+VeskHandle* findHandle(const String& handleId) {
+  const VeskHandleRef* const record = recordUnder(handleId);
+  return record == nullptr ? nullptr : record->get();
 }
 
 void resetHandleTable() {
+  gs_lastFound = nullptr;
   handleTable().emplace();
 }
 

@@ -23,6 +23,9 @@ VeskHandleRef rdm_getHandler(const String& handleId);
 
 }  // namespace PXALog
 
+/// The same for a caller that holds the global lock; valid until it leaves the lock.
+VeskHandle* findHandle(const String& handleId);
+
 /// Makes a new, empty handle table. The caller holds the global lock.
 void resetHandleTable();
 

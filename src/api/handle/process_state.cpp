@@ -7,7 +7,7 @@ namespace pxa {
 namespace {
 
 // Under the global lock.
-std::shared_ptr<VeskBlockQueue>& blockQueue() {
+std::shared_ptr<VeskBlockQueue>& sharedQueue() {
   static auto& queue = *new std::shared_ptr<VeskBlockQueue>;
   return queue;
 }
@@ -21,11 +21,15 @@ ProcessFlags& processFlags() {
 
 std::shared_ptr<VeskBlockQueue> gs_blockQueue() {
   const GlobalGuard guard;
-  return blockQueue();
+  return sharedQueue();
+}
+
+VeskBlockQueue* blockQueue() {
+  return sharedQueue().get();
 }
 
 void resetBlockQueue() {
-  blockQueue() = std::make_shared<VeskBlockQueue>();
+  sharedQueue() = std::make_shared<VeskBlockQueue>();
 }
 
 }  // namespace pxa

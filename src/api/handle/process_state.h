@@ -22,6 +22,8 @@ ProcessFlags& processFlags();
 
 /// The queue that all threads share; nullptr before the first initialisation. Takes the global lock.
 std::shared_ptr<VeskBlockQueue> gs_blockQueue();
+/// The same for a caller that holds the global lock; valid until it leaves the lock.
+VeskBlockQueue* blockQueue();
 /// Makes a new queue. The caller holds the global lock.
 void resetBlockQueue();
 
