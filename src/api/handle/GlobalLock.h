@@ -32,6 +32,7 @@ class CAPABILITY("mutex") GlobalLock {
     return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
   }
 
+  bool takenWithinAFewTries();
   /// False when the lock was opened meanwhile.
   [[nodiscard]] bool waitForMutex();
 
