@@ -8,8 +8,7 @@
 namespace pxa {
 
 std::int32_t errorRateOf(const VeskEvent& event) {
-  const Dictionary fields = event.fields().dictionary();
-  const Value* errorRate = fields.find(key::errorRate().view());
+  const Value* errorRate = event.field(key::errorRate().view());
   if (errorRate == nullptr) return 0;
   if (errorRate->kind() == Value::Kind::String) return errorRate->string().intValue();
   if (errorRate->kind() == Value::Kind::Number) return errorRate->number().intValue();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "event/event_json.h"
@@ -22,21 +23,31 @@ std::unique_ptr<DeduplicationStore>& crashTable() {
   return table;
 }
 
+std::string logTextOf(const VeskEvent& event) {
+  const std::string_view body = textOfBytes(&event.body());
+  const std::string_view level = textOfBytes(event.field(key::logLevel().view()));
+  const std::string_view type =
+      event.logType().kind() == Value::Kind::String ? event.logType().bytes() : std::string_view();
+  std::string text;
+  text.reserve(body.size() + level.size() + type.size());
+  return text.append(body).append(level).append(type);
+}
+
 }  // namespace
 
-std::optional<std::int32_t> DeduplicationStore::countOf(std::string_view key) const {
+std::optional<std::int32_t> DeduplicationStore::countOf(const Key& key) const {
   const auto found = counts_.find(key);
   if (found == counts_.end()) return std::nullopt;
   return found->second;
 }
 
-void DeduplicationStore::countRepeat(std::string_view key) {
+void DeduplicationStore::countRepeat(const Key& key) {
   const auto found = counts_.find(key);
   if (found != counts_.end() && found->second < std::numeric_limits<std::int32_t>::max()) ++found->second;
 }
 
-void DeduplicationStore::insert(std::string key, std::int32_t count) {
-  if (key.empty()) return;
+void DeduplicationStore::insert(Key key, std::int32_t count) {
+  if (key.text().empty()) return;
   if (counts_.size() < kMostEntries) {
     try {
       counts_.insert_or_assign(std::move(key), count);
@@ -77,25 +88,22 @@ void resetDedupeTables() {
   crashTable() = std::make_unique<DeduplicationStore>();
 }
 
-std::string logKeyOf(const VeskEvent& event) {
-  const Dictionary fields = event.fields().dictionary();
-  std::string text(textOfBytes(&event.body()));
-  text += textOfBytes(fields.find(key::logLevel().view()));
-  if (event.logType().kind() == Value::Kind::String) text += event.logType().bytes();
-  return text;
+DeduplicationStore::Key logKeyOf(const VeskEvent& event) {
+  return DeduplicationStore::Key(logTextOf(event));
 }
 
-std::string crashKeyOf(const VeskEvent& event) {
-  const Dictionary fields = event.fields().dictionary();
-  return logKeyOf(event).append(textOfBytes(fields.find(key::dumpData().view())));
+DeduplicationStore::Key crashKeyOf(const VeskEvent& event) {
+  return DeduplicationStore::Key(logTextOf(event).append(textOfBytes(event.field(key::dumpData().view()))));
 }
 
 void PXALog::InsertQueue_value(const String& key, std::int32_t count) {
-  if (DeduplicationStore* store = dedupeLogTable()) store->insert(std::string(key.view()), count);
+  if (DeduplicationStore* store = dedupeLogTable())
+    store->insert(DeduplicationStore::Key(std::string(key.view())), count);
 }
 
 void PXALog::InsertCrashQueue_value(const String& key, std::int32_t count) {
-  if (DeduplicationStore* store = dedupeCrashTable()) store->insert(std::string(key.view()), count);
+  if (DeduplicationStore* store = dedupeCrashTable())
+    store->insert(DeduplicationStore::Key(std::string(key.view())), count);
 }
 
 }  // namespace pxa

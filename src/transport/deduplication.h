@@ -2,15 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include <pxalog/String.h>
 
 #include "event/VeskEvent.h"
+#include "foundation/text_hash.h"
 
 namespace pxa {
 
@@ -20,27 +20,37 @@ class DeduplicationStore {
  public:
   static constexpr std::size_t kMostEntries = 1000;
 
+  /// A text, hashed once for all that is asked with it.
+  class Key {
+   public:
+    Key(std::string text) : text_(std::move(text)), hash_(textHash(text_)) {}
+    [[nodiscard]] const std::string& text() const { return text_; }
+    bool operator==(const Key& other) const { return hash_ == other.hash_ && text_ == other.text_; }
+
+   private:
+    friend class DeduplicationStore;
+    std::string text_;
+    std::uint32_t hash_;
+  };
+
   /// The count under the key; nothing when there is none.
-  [[nodiscard]] std::optional<std::int32_t> countOf(std::string_view key) const;
+  [[nodiscard]] std::optional<std::int32_t> countOf(const Key& key) const;
   /// Counts one more sighting of a key that is there. Counts saturate.
-  void countRepeat(std::string_view key);
+  void countRepeat(const Key& key);
   /// Puts the count under the key, after making room. An empty key does nothing. Without the memory for it
   /// the key is left out; without the memory to make room the whole store starts anew with the key alone,
   /// counted 0.
-  void insert(std::string key, std::int32_t count);
+  void insert(Key key, std::int32_t count);
   [[nodiscard]] std::size_t size() const { return counts_.size(); }
 
  private:
-  struct TextHash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view text) const noexcept {
-      return std::hash<std::string_view>()(text);
-    }
+  struct Hash {
+    std::size_t operator()(const Key& key) const noexcept { return key.hash_; }
   };
 
   void forgetLessRepeatedHalf();
 
-  std::unordered_map<std::string, std::int32_t, TextHash, std::equal_to<>> counts_;
+  std::unordered_map<Key, std::int32_t, Hash> counts_;
 };
 
 /// The stores of this process, for logs and for Unity crashes; nullptr before the first initialisation.
@@ -50,8 +60,8 @@ DeduplicationStore* dedupeCrashTable();
 void resetDedupeTables();
 
 /// Keys of the stores: the texts of body and level, the log type and, for crashes, the text of the dump.
-std::string logKeyOf(const VeskEvent& event);
-std::string crashKeyOf(const VeskEvent& event);
+DeduplicationStore::Key logKeyOf(const VeskEvent& event);
+DeduplicationStore::Key crashKeyOf(const VeskEvent& event);
 
 namespace PXALog {
 

@@ -1,7 +1,6 @@
 #include "transport/send_gate.h"
 
 #include <exception>
-#include <string>
 #include <utility>
 
 #include "api/handle/GlobalLock.h"
@@ -25,7 +24,7 @@ GateVerdict judgeLog(const VeskEvent& event, const VeskHandle& handle) {
   // Without deduplication the log switch is not asked either.
   if (!handle.isDeduplicate()) return GateVerdict::Send;
   DeduplicationStore* store = dedupeLogTable();
-  std::string key = logKeyOf(event);
+  DeduplicationStore::Key key = logKeyOf(event);
   if (store != nullptr && store->countOf(key)) {
     store->countRepeat(key);
     return GateVerdict::Repeated;
@@ -44,7 +43,7 @@ GateVerdict byLogSwitch(const VeskHandle& handle) {
 GateVerdict judge(const VeskEvent& event, const VeskHandle& handle) {
   if (event.logType().kind() == Value::Kind::String && event.logType().bytes() == text::session().view())
     return handle.isSession() ? GateVerdict::Send : GateVerdict::SessionSwitchedOff;
-  if (event.fields().dictionary().contains(key::dumpData().view())) return judgeCrash(event, handle);
+  if (event.field(key::dumpData().view()) != nullptr) return judgeCrash(event, handle);
   // Measurements of the network count as logs, whatever the network-insight switch says.
   if (textOfBytes(&event.body()) == text::networkInsightsLog().view()) return byLogSwitch(handle);
   try {
@@ -60,8 +59,8 @@ bool PXALog::checkSendStatus_Handler(const VeskEvent& event, const VeskHandle& h
 
 bool PXALog::checkUnityCrash_Handler(const VeskEvent& event, const VeskHandle& handle) {
   DeduplicationStore* store = dedupeCrashTable();
-  std::string key = crashKeyOf(event);
-  if (store == nullptr || key.empty()) return false;
+  DeduplicationStore::Key key = crashKeyOf(event);
+  if (store == nullptr || key.text().empty()) return false;
   const bool isRepeat = store->countOf(key).has_value();
   if (!handle.isDeduplicate()) return true;
   if (isRepeat)

@@ -153,11 +153,11 @@ TEST_F(SendGate, JudgesALogWithoutTheGlobalLock) {
 TEST_F(SendGate, LetsTheFirstOfEqualLogsPassAndCountsTheOthers) {
   const test::EventSpec log{.body = bytesOf("broken"), .level = bytesOf("ERROR"), .logType = "app-log"};
   EXPECT_TRUE(passes(log));
-  EXPECT_EQ(dedupeLogTable()->countOf("brokenERRORapp-log"), 1);
+  EXPECT_EQ(dedupeLogTable()->countOf({"brokenERRORapp-log"}), 1);
   EXPECT_FALSE(passes(log));
-  EXPECT_EQ(dedupeLogTable()->countOf("brokenERRORapp-log"), 2);
+  EXPECT_EQ(dedupeLogTable()->countOf({"brokenERRORapp-log"}), 2);
   EXPECT_FALSE(passes(log));
-  EXPECT_EQ(dedupeLogTable()->countOf("brokenERRORapp-log"), 3);
+  EXPECT_EQ(dedupeLogTable()->countOf({"brokenERRORapp-log"}), 3);
 }
 
 TEST_F(SendGate, TellsLogsApartByBodyLevelAndType) {
@@ -179,7 +179,7 @@ TEST_F(SendGate, DoesNotTellWhereBodyLevelAndTypeMeet) {
 
 TEST_F(SendGate, ReadsABodyOrALevelThatIsNoBytesAsNothing) {
   EXPECT_TRUE(passes({.body = "a text", .level = "INFO", .logType = "type"}));
-  EXPECT_EQ(dedupeLogTable()->countOf("type"), 1);
+  EXPECT_EQ(dedupeLogTable()->countOf({"type"}), 1);
   EXPECT_FALSE(passes({.body = "another text", .level = 5, .logType = "type"}));
   EXPECT_FALSE(passes({.body = {}, .level = {}, .logType = "type"}));
 }
@@ -188,7 +188,7 @@ TEST_F(SendGate, CountsARepeatEvenWhileLogsAreSwitchedOff) {
   EXPECT_TRUE(passes({}));
   handle_.setIsLog(false);
   EXPECT_EQ(judge(*makeEvent(), handle_), GateVerdict::Repeated);
-  EXPECT_EQ(dedupeLogTable()->countOf("messageINFOtype"), 2);
+  EXPECT_EQ(dedupeLogTable()->countOf({"messageINFOtype"}), 2);
 }
 
 TEST_F(SendGate, StoresNothingOfALogThatIsSwitchedOff) {
@@ -204,7 +204,7 @@ TEST_F(SendGate, StoresAndCountsNothingWhileRepeatsMayPass) {
   handle_.setIsDeduplicate(false);
   EXPECT_TRUE(passes({}));
   EXPECT_TRUE(passes({.body = bytesOf("another")}));
-  EXPECT_EQ(dedupeLogTable()->countOf("messageINFOtype"), 1);
+  EXPECT_EQ(dedupeLogTable()->countOf({"messageINFOtype"}), 1);
   EXPECT_EQ(dedupeLogTable()->size(), 1U);
 }
 
@@ -230,7 +230,7 @@ TEST_F(SendGate, LetsALogWithAnEmptyKeyPassAndStoresNothing) {
 TEST_F(SendGate, StopsCountingAtTheLargestCount) {
   PXALog::InsertQueue_value("messageINFOtype", kMostCount);
   EXPECT_FALSE(passes({}));
-  EXPECT_EQ(dedupeLogTable()->countOf("messageINFOtype"), kMostCount);
+  EXPECT_EQ(dedupeLogTable()->countOf({"messageINFOtype"}), kMostCount);
 }
 
 TEST_F(SendGate, MakesNoRoomForARepeat) {
@@ -293,7 +293,7 @@ TEST_F(SendGate, HoldsBackARepeatOfAUnityCrash) {
   setUnityMode();
   EXPECT_TRUE(passes(kCrash));
   EXPECT_FALSE(passes(kCrash));
-  EXPECT_EQ(dedupeCrashTable()->countOf(kCrashKey), 2);
+  EXPECT_EQ(dedupeCrashTable()->countOf({kCrashKey}), 2);
 }
 
 TEST_F(SendGate, TellsThatAUnityCrashIsARepeat) {
@@ -323,11 +323,11 @@ TEST_F(SendGate, LeavesTheGlobalLockAfterAUnityCrash) {
 
 TEST_F(SendGate, CountsEqualUnityCrashes) {
   EXPECT_TRUE(unityCheckPasses(kCrash));
-  EXPECT_EQ(dedupeCrashTable()->countOf(kCrashKey), 1);
+  EXPECT_EQ(dedupeCrashTable()->countOf({kCrashKey}), 1);
   EXPECT_FALSE(unityCheckPasses(kCrash));
-  EXPECT_EQ(dedupeCrashTable()->countOf(kCrashKey), 2);
+  EXPECT_EQ(dedupeCrashTable()->countOf({kCrashKey}), 2);
   EXPECT_FALSE(unityCheckPasses(kCrash));
-  EXPECT_EQ(dedupeCrashTable()->countOf(kCrashKey), 3);
+  EXPECT_EQ(dedupeCrashTable()->countOf({kCrashKey}), 3);
 }
 
 TEST_F(SendGate, LetsEqualUnityCrashesPassWhileRepeatsMay) {
@@ -341,7 +341,7 @@ TEST_F(SendGate, CountsNoFurtherWhileRepeatsOfAUnityCrashMayPass) {
   EXPECT_TRUE(unityCheckPasses(kCrash));
   handle_.setIsDeduplicate(false);
   EXPECT_TRUE(unityCheckPasses(kCrash));
-  EXPECT_EQ(dedupeCrashTable()->countOf(kCrashKey), 1);
+  EXPECT_EQ(dedupeCrashTable()->countOf({kCrashKey}), 1);
 }
 
 TEST_F(SendGate, TellsUnityCrashesApartByBodyLevelTypeAndDump) {
@@ -362,7 +362,7 @@ TEST_F(SendGate, ReadsAUnityDumpThatIsNoBytesAsNothing) {
   test::EventSpec crash = kCrash;
   crash.dump = "a text";
   EXPECT_TRUE(unityCheckPasses(crash));
-  EXPECT_EQ(dedupeCrashTable()->countOf("bodyFATALCRASH"), 1);
+  EXPECT_EQ(dedupeCrashTable()->countOf({"bodyFATALCRASH"}), 1);
 }
 
 TEST_F(SendGate, HoldsBackAUnityCrashWithAnEmptyKey) {
@@ -380,23 +380,23 @@ TEST_F(SendGate, DoesNotLookAtTheCrashSwitchInTheUnityCheck) {
 TEST_F(SendGate, StopsCountingUnityCrashesAtTheLargestCount) {
   PXALog::InsertCrashQueue_value(kCrashKey, kMostCount);
   EXPECT_FALSE(unityCheckPasses(kCrash));
-  EXPECT_EQ(dedupeCrashTable()->countOf(kCrashKey), kMostCount);
+  EXPECT_EQ(dedupeCrashTable()->countOf({kCrashKey}), kMostCount);
 }
 
 // The stores.
 
 TEST_F(SendGate, StoresACountUnderAKey) {
   PXALog::InsertQueue_value("key", 7);
-  EXPECT_EQ(dedupeLogTable()->countOf("key"), 7);
+  EXPECT_EQ(dedupeLogTable()->countOf({"key"}), 7);
   PXALog::InsertQueue_value("key", 3);
-  EXPECT_EQ(dedupeLogTable()->countOf("key"), 3);
+  EXPECT_EQ(dedupeLogTable()->countOf({"key"}), 3);
 }
 
 TEST_F(SendGate, KeepsLogsAndCrashesInTwoStores) {
   PXALog::InsertQueue_value("log", 1);
   PXALog::InsertCrashQueue_value("crash", 1);
-  EXPECT_EQ(dedupeLogTable()->countOf("crash"), std::nullopt);
-  EXPECT_EQ(dedupeCrashTable()->countOf("log"), std::nullopt);
+  EXPECT_EQ(dedupeLogTable()->countOf({"crash"}), std::nullopt);
+  EXPECT_EQ(dedupeCrashTable()->countOf({"log"}), std::nullopt);
 }
 
 TEST_F(SendGate, IgnoresInsertionsWithoutAKey) {
@@ -432,7 +432,7 @@ TEST_P(DeduplicationStores, KeepTheMoreRepeatedHalfAndTheNewKeyWhenTheyAreFull) 
   fill(store());
   insert("new", 1);
   EXPECT_EQ(store().size(), 501U);
-  EXPECT_EQ(store().countOf("new"), 1);
+  EXPECT_EQ(store().countOf({"new"}), 1);
   for (int key = 0; key < 1000; ++key)
     EXPECT_EQ(store().countOf(std::to_string(key)), key < 500 ? OptionalCount() : OptionalCount(key));
 }
@@ -441,7 +441,7 @@ TEST_P(DeduplicationStores, ForgetFiveHundredOfAThousandEqualCounts) {
   for (int key = 0; key < 1000; ++key) insert(std::to_string(key), 1);
   insert("new", 1);
   EXPECT_EQ(store().size(), 501U);
-  EXPECT_EQ(store().countOf("new"), 1);
+  EXPECT_EQ(store().countOf({"new"}), 1);
 }
 
 TEST_P(DeduplicationStores, OrderCountsAsNumbers) {
@@ -455,7 +455,7 @@ TEST_P(DeduplicationStores, MakeRoomEvenForAKeyThatTheyHold) {
   fill(store());
   insert("999", 5);
   EXPECT_EQ(store().size(), 500U);
-  EXPECT_EQ(store().countOf("999"), 5);
+  EXPECT_EQ(store().countOf({"999"}), 5);
 }
 
 TEST_P(DeduplicationStores, LeaveAFullStoreAloneForAnEmptyKey) {
