@@ -63,16 +63,13 @@ class EventEmitter {
   }
 
   bool member(std::string_view name, const Value& value) {
-    memberName(name);
-    return json_.value(value);
+    return json_.member(name, value, std::exchange(isFirst_, false));
   }
 
   void decimalMember(std::string_view name, std::int64_t value) {
-    memberName(name);
+    json_.memberName(name, std::exchange(isFirst_, false));
     json_.string(DecimalText(value).view());
   }
-
-  void memberName(std::string_view name) { json_.memberName(name, std::exchange(isFirst_, false)); }
 
   const VeskEvent& event_;
   const Dictionary fields_;

@@ -37,6 +37,13 @@ class JsonEmitter {
     sink_.commitUpTo(placeBehindName(name, isFirst, 0));
   }
 
+  /// A member with its value.
+  [[nodiscard]] bool member(std::string_view name, const Value& value, bool isFirst) {
+    if (!isContainer(value)) return leaf(value, placeBehindName(name, isFirst, roomForLeaf(value)));
+    memberName(name, isFirst);
+    return this->value(value);
+  }
+
   /// A whole value, however deeply nested, in constant stack.
   [[nodiscard]] bool value(const Value& root) {
     if (!isContainer(root)) return leaf(root, sink_.reserve(roomForLeaf(root)));
@@ -147,9 +154,9 @@ class JsonEmitter {
     return to;
   }
 
-  /// Writes a value that holds no other, where there is room for it. Most are strings.
+  /// Writes a value that holds no other, where there is room for it. Most are texts.
   bool leaf(const Value& value, Place to) {
-    if (value.kind() != Value::Kind::String) [[unlikely]]
+    if (!value.isUtf8()) [[unlikely]]
       return otherLeaf(value, to);
     putQuoted(to, value.bytes(), escapes_);
     sink_.commitUpTo(to);
@@ -165,9 +172,7 @@ class JsonEmitter {
         number(value.number(), to);
         return true;
       case Value::Kind::Data:
-        if (!value.isUtf8()) return false;
-        putQuoted(to, value.bytes(), escapes_);
-        break;
+        return false;
       default:
         sink_.commitUpTo(to);
         return object(*value.object());

@@ -1,5 +1,6 @@
 #include "transport/collector_request.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <string>
@@ -55,6 +56,11 @@ class BulkBody {
     }
   }
 
+  /// Makes room for so many events of the size that the body has by now, within reason.
+  void expectAsMuchFor(std::size_t eventCount) {
+    text_.reserve(std::min(eventCount * (text_.size() + kSpareBytes), kMostExpectedBytes));
+  }
+
   /// The JSON array; "[]" when nothing was taken in.
   [[nodiscard]] String finish() {
     if (eventCount_ == 0) text_.append('[');
@@ -68,6 +74,9 @@ class BulkBody {
   [[nodiscard]] std::uint64_t givenUpCount() const { return givenUpCount_; }
 
  private:
+  static constexpr std::size_t kSpareBytes = 16;
+  static constexpr std::size_t kMostExpectedBytes = std::size_t{4} << 20U;
+
   void giveUp(Ledger::Reason reason) {
     ledger().drop(&Events::gathered, reason);
     ++givenUpCount_;
@@ -94,7 +103,10 @@ std::size_t projectCount() {
 String bodyOf(const BulkEventLists::EventList& events, BulkBody& bulk) {
   try {
     std::int32_t position = 0;
-    for (const VeskEventRef& event : events) bulk.add(*event, position++);
+    for (const VeskEventRef& event : events) {
+      bulk.add(*event, position++);
+      if (position == 1) bulk.expectAsMuchFor(events.size() - 1);
+    }
     return bulk.finish();
   } catch (const std::exception&) {
     ledger().drop(&Events::gathered, &Dropped::outOfMemory, events.size() - bulk.givenUpCount());

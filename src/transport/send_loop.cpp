@@ -13,6 +13,7 @@
 #include "diagnostics/Ledger.h"
 #include "event/event_json.h"
 #include "event/event_keys.h"
+#include "foundation/BlockArena.h"
 #include "platform/BackgroundThread.h"
 #include "platform/Platform.h"
 #include "transport/BulkEventLists.h"
@@ -105,7 +106,7 @@ bool hasProjectList(const VeskEvent& event) {
 
 /// Completes one event and gathers it if the gate lets it pass. Adds its length to the bytes of the pass when
 /// it reaches the gate.
-Step process(const VeskEventRef& event, std::int64_t& bytes) {
+Step process(const VeskEventRef& event, std::int64_t& bytes, BlockArena& arena) {
   const String handleId = event->handleId().string();
   if (event->handleId().isNull()) {
     drop(&Dropped::noHandleId);
@@ -116,6 +117,7 @@ Step process(const VeskEventRef& event, std::int64_t& bytes) {
     drop(&Dropped::unknownHandle);
     return Step::Continue;
   }
+  event->makeFieldsIn(arena);
   // Measured before it is completed: the limit of a pass is on what was queued.
   const auto length = static_cast<std::int64_t>(jsonLengthOf(*event));
   Dictionary fields = event->fields().dictionary();
@@ -138,11 +140,12 @@ Step process(const VeskEventRef& event, std::int64_t& bytes) {
 /// Takes at most that many events, and no more after the one that makes the pass too large.
 Step gatherEvents(VeskBlockQueue& queue, std::int32_t count) {
   std::int64_t bytes = 0;
+  BlockArena arena;  // for the fields of the events, which go together
   for (std::int32_t taken = 0; taken < count && bytes <= kMostBytesOfAPass; ++taken) {
     const VeskEventRef event = takeNextEvent(queue);
     if (event == nullptr) break;
     try {
-      if (process(event, bytes) == Step::EndThread) return Step::EndThread;
+      if (process(event, bytes, arena) == Step::EndThread) return Step::EndThread;
     } catch (const std::exception&) {
       drop(&Dropped::outOfMemory);
     }
