@@ -10,15 +10,22 @@ namespace pxa::bench {
 class InstantLoader final : public UrlLoader {
  public:
   void prepare() override {}
-  void connectionWithRequest(const UrlRequest&, std::shared_ptr<UrlConnectionDelegate> delegate) override {
+  void connectionWithRequest(const UrlRequest& request,
+                             std::shared_ptr<UrlConnectionDelegate> delegate) override {
     class Connection final : public UrlConnection {
       void stopRunLoop() override {}
     } connection;
+    lastBody_ = request.body;
     delegate->connection_didReceiveResponse(connection, {200});
   }
   UrlAnswer sendSynchronousRequest(const UrlRequest&) override {
     return {Error::withDescription("bench", 1, "no network"), {}, nullptr};
   }
+  /// To be read while the send loop sleeps.
+  [[nodiscard]] const Data& lastBody() const { return lastBody_; }
+
+ private:
+  Data lastBody_;
 };
 
 class SilentLog final : public PlatformLog {
@@ -27,13 +34,14 @@ class SilentLog final : public PlatformLog {
 };
 
 /// Installs the system's platform with a network that answers at once, a silent console, and the clock given.
-inline void installDrainingPlatform(Clock& clock = systemPlatform().clock) {
+inline const InstantLoader& installDrainingPlatform(Clock& clock = systemPlatform().clock) {
   static auto& loader = *new InstantLoader;
   static auto& log = *new SilentLog;
   const Platform& system = systemPlatform();
   Platform::install(*new Platform{clock, system.files, system.device, system.interfaces, system.reachability,
                                   loader, system.jsonParser, system.keyedArchive, system.uuids,
                                   system.crashReporter, log, system.threads, system.queues});
+  return loader;
 }
 
 }  // namespace pxa::bench

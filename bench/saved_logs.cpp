@@ -1,25 +1,22 @@
 // What it costs to keep 2,000 events over a restart: the save, beside writing the same bytes to the same
-// disk; the load; the bytes of an event in the file; and how long a log call waits while a save is under way.
+// disk; the load; and how long a log call waits while a save is under way.
 
+#include <algorithm>
 #include <atomic>
-#include <benchmark/benchmark.h>
-#include <chrono>
-#include <filesystem>
 #include <string>
 #include <thread>
 
+#include "costs.h"
 #include "platform/Platform.h"
 #include "queue/VeskBlockQueue.h"
-#include "queue/event_archive.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr int kEvents = 2000;
+constexpr double kNanosecondsInAMillisecond = 1e6;
 
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
+double millisecondsOf(const std::function<void()>& work) {
+  return pxa::bench::nanosecondsOf(work) / kNanosecondsInAMillisecond;
 }
 
 /// An event as it is in the log queue: its level and error code, nothing of the common fields.
@@ -37,72 +34,57 @@ void fill(pxa::VeskBlockQueue& queue) {
   for (int number = 0; number < kEvents; ++number) queue.enqueue(newEvent(number));
 }
 
-double bytesOfFile() {
-  return static_cast<double>(std::filesystem::file_size(pxa::VeskBlockQueue::dataFilePath().c_str()));
-}
-
-void save(benchmark::State& state) {
+double save() {
   pxa::VeskBlockQueue queue;
-  for (auto _ : state) {
-    fill(queue);
-    const auto start = Clock::now();
-    queue.saveToFile();
-    state.SetIterationTime(secondsSince(start));
-  }
-  state.counters["bytes_per_event"] = bytesOfFile() / kEvents;
+  fill(queue);
+  return millisecondsOf([&] { queue.saveToFile(); });
 }
 
-/// The floor: the same number of bytes, to the same disk, with the same care.
-void writeSameBytes(benchmark::State& state) {
+/// The same number of bytes, to the same disk, with the same care.
+double writeSameBytes() {
   pxa::VeskBlockQueue queue;
   fill(queue);
   queue.saveToFile();
   const pxa::String path = pxa::VeskBlockQueue::dataFilePath();
   pxa::FileSystem& files = pxa::systemPlatform().files;
   const pxa::Data content = files.read(path).value_or(nullptr);
-  for (auto _ : state) benchmark::DoNotOptimize(files.writeAtomically(path, content));
+  return millisecondsOf([&] { files.writeAtomically(path, content); });
 }
 
-void load(benchmark::State& state) {
+double load() {
   pxa::VeskBlockQueue queue;
-  for (auto _ : state) {
-    fill(queue);
-    queue.saveToFile();
-    const auto start = Clock::now();
-    queue.FileToMemory();
-    state.SetIterationTime(secondsSince(start));
-    while (queue.dequeueIfAny() != nullptr) continue;
-  }
+  fill(queue);
+  queue.saveToFile();
+  return millisecondsOf([&] { queue.FileToMemory(); });
 }
 
 /// The longest that one of many log calls in a row takes while another thread saves.
-void longestLogCallDuringASave(benchmark::State& state) {
+double longestLogCallDuringASave() {
   pxa::VeskBlockQueue queue;
-  for (auto _ : state) {
-    fill(queue);
-    std::atomic<bool> isSaving = true;
-    double longest = 0;
-    std::thread logger([&] {
-      for (int number = 0; isSaving; ++number) {
-        const pxa::VeskEventRef event = newEvent(number);
-        const auto start = Clock::now();
-        queue.enqueue(event);
-        longest = std::max(longest, secondsSince(start));
-      }
-    });
-    queue.saveToFile();
-    isSaving = false;
-    logger.join();
-    while (queue.dequeueIfAny() != nullptr) continue;
-    state.SetIterationTime(longest);
-  }
+  fill(queue);
+  std::atomic<bool> isSaving = true;
+  double longest = 0;
+  std::thread logger([&] {
+    for (int number = 0; isSaving; ++number) {
+      const pxa::VeskEventRef event = newEvent(number);
+      longest = std::max(longest, millisecondsOf([&] { queue.enqueue(event); }));
+    }
+  });
+  queue.saveToFile();
+  isSaving = false;
+  logger.join();
+  return longest;
 }
-
-BENCHMARK(save)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(writeSameBytes)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(load)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(longestLogCallDuringASave)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(50);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main() {
+  const auto samples = pxa::bench::inTurn({&save, &writeSameBytes, &load, &longestLogCallDuringASave}, 25);
+  pxa::bench::report({.name = "a save of 2,000 events",
+                      .unit = "ms",
+                      .measured = samples[0],
+                      .peer = "the same bytes written",
+                      .peerMeasured = samples[1]});
+  pxa::bench::report({.name = "a load of 2,000 events", .unit = "ms", .measured = samples[2]});
+  pxa::bench::report({.name = "longest log call during a save", .unit = "ms", .measured = samples[3]});
+}

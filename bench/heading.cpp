@@ -1,0 +1,5 @@
+#include "costs.h"
+
+int main() {
+  pxa::bench::reportHeading();
+}
