@@ -23,7 +23,7 @@ class PXALOG_EXPORT Dictionary {
     Value value;
   };
 
-  static constexpr std::size_t kLinearSearchLimit = 32;
+  static constexpr std::size_t kLinearSearchLimit = 64;
 
   /// A new, empty dictionary with room for that many entries in its first allocation.
   explicit Dictionary(std::size_t capacity = kDefaultCapacity);
@@ -49,8 +49,9 @@ class PXALOG_EXPORT Dictionary {
   /// Puts the value under the key; a key that is there keeps its place. A nil key does nothing.
   void set(const String& key, Value value);
   /// Takes the key out; a key that is not there does nothing.
-  /// Does nothing if there is a value under the key already.
-  void setIfAbsent(const String& key, Value value);
+  /// Puts every entry of the other under its key, or those alone whose keys are not there.
+  void setAll(const Dictionary& other);
+  void setMissing(const Dictionary& other);
   void remove(std::string_view key) noexcept;
 
   /// From now on this dictionary, whoever holds it, ignores changes; what its values hold is not touched.

@@ -9,8 +9,8 @@ using namespace literals;
 
 namespace {
 
-/// With what the send loop adds.
-constexpr std::size_t kUsualFields = 20;
+/// Level and error code.
+constexpr std::size_t kOwnFields = 2;
 
 }  // namespace
 
@@ -25,15 +25,11 @@ VeskEventRef
 VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
     Value projectName, Value projectVersion, Value logType, Value logSource, Value body,
     std::int64_t sendTime, Value host, Value fields, Value handleId) {
-  auto event = std::make_shared<VeskEvent>();
-  event->origin_ = std::make_shared<const EventOrigin>(
-      EventOrigin{std::move(projectName), std::move(projectVersion), std::move(logType), std::move(logSource),
-                  std::move(handleId)});
-  event->body_ = std::move(body);
-  event->sendTime_ = sendTime;
-  event->host_ = std::move(host);
-  event->fields_ = std::move(fields);
-  return event;
+  auto origin = std::make_shared<const EventOrigin>(EventOrigin{std::move(projectName),
+                                                                std::move(projectVersion), std::move(logType),
+                                                                std::move(logSource), std::move(handleId)});
+  return std::make_shared<VeskEvent>(std::move(origin), std::move(body), sendTime, std::move(host),
+                                     std::move(fields));
 }
 
 const EventOriginRef& VeskEvent::noOrigin() {
@@ -48,10 +44,11 @@ const Value* VeskEvent::field(std::string_view key) const {
   return entry == nullptr ? nullptr : &entry->value;
 }
 
-void VeskEvent::makeFieldsIn(BlockArena* arena) const {
+void VeskEvent::makeFieldsIn(BlockArena* arena, std::size_t more) const {
   using Body = detail::DictionaryBody;
-  Dictionary fields = detail::Adopt::dictionary(arena == nullptr ? Body::create(kUsualFields)
-                                                                 : Body::create(kUsualFields, *arena));
+  const std::size_t capacity = kOwnFields + more;
+  Dictionary fields =
+      detail::Adopt::dictionary(arena == nullptr ? Body::create(capacity) : Body::create(capacity, *arena));
   if (!errorCode_.isEmpty()) fields.set(key::errorCode(), errorCode_.utf8());
   fields.set(key::logLevel(), logLevel_.utf8());
   fields_ = std::move(fields);

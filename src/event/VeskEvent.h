@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -23,6 +24,8 @@ struct EventOrigin {
   Value logSource;
   Value handleId;
   Value laterHandleId{};  ///< kept, never read
+
+  bool operator==(const EventOrigin&) const = default;
 };
 using EventOriginRef = std::shared_ptr<const EventOrigin>;
 
@@ -37,9 +40,15 @@ class VeskEvent {
  public:
   /// Every member null, the send time 0.
   VeskEvent() : origin_(noOrigin()) {}
-  /// A log line with its level, "" for nil, and its error code, none for nil and "". The send time is in
-  /// milliseconds since 1970-01-01 00:00 UTC; the host is "" until the event is sent. Whoever makes it gives it its
-  /// origin before anyone asks for that.
+  /// The send time is in milliseconds since 1970-01-01 00:00 UTC.
+  VeskEvent(EventOriginRef origin, Value body, std::int64_t sendTime, Value host, Value fields)
+      : origin_(std::move(origin)),
+        body_(std::move(body)),
+        sendTime_(sendTime),
+        host_(std::move(host)),
+        fields_(std::move(fields)) {}
+  /// A log line with its level, "" for nil, and its error code, none for nil and "". The host is "" until the
+  /// event is sent. Whoever makes the event gives it its origin before anyone asks for that.
   VeskEvent(const String& logLevel, const String& errorCode, Data body, std::int64_t sendTime);
 
   /// Selector: initWithProjectName:projectVersion:logType:logSource:body:sendTime:host:fields:handleId:
@@ -56,12 +65,12 @@ class VeskEvent {
   [[nodiscard]] const Value& host() const { return host_; }
   /// Those of a log line are made when they are first asked for: not by the thread that logs.
   [[nodiscard]] const Value& fields() const {
-    if (!logLevel_.isNil()) makeFieldsIn(nullptr);
+    if (!logLevel_.isNil()) makeFieldsIn(nullptr, 0);
     return fields_;
   }
-  /// Makes those of a log line among the other things of an arena.
-  void makeFieldsIn(BlockArena& arena) {
-    if (!logLevel_.isNil()) makeFieldsIn(&arena);
+  /// Makes those of a log line among the other things of an arena, with room for so many more.
+  void makeFieldsIn(BlockArena& arena, std::size_t more) {
+    if (!logLevel_.isNil()) makeFieldsIn(&arena, more);
   }
   /// The field under the key; nullptr when there is none.
   [[nodiscard]] const Value* field(std::string_view key) const;
@@ -92,7 +101,7 @@ class VeskEvent {
   static const EventOriginRef& noOrigin();
   /// From then on the event has an origin of its own.
   void changeOrigin(Value EventOrigin::*member, Value value);
-  void makeFieldsIn(BlockArena* arena) const;
+  void makeFieldsIn(BlockArena* arena, std::size_t more) const;
 
   EventOriginRef origin_;
   Value body_;

@@ -84,16 +84,24 @@ DictionaryBody::Entry* DictionaryBody::find(std::string_view key) const noexcept
 
 DictionaryBody::Entry* DictionaryBody::find(std::string_view key, std::uint8_t tag) const noexcept {
   if (index_ != nullptr) return findInIndex(key);
-  if (capacity_ <= kMostWithoutTags) {
-    for (Entry* entry = entries_; entry != entries_ + used_; ++entry)
-      if (isSameKey(entry->key, key)) return entry;
-    return nullptr;
-  }
-  static_assert(Dictionary::kLinearSearchLimit == 2 * kBlockSize);
-  std::uint32_t matches = bitOfEachByte(loadBlock(tags()) == tag);
-  if (used_ > kBlockSize) matches |= bitOfEachByte(loadBlock(tags() + kBlockSize) == tag) << kBlockSize;
-  for (; matches != 0; matches &= matches - 1) {
-    const auto position = static_cast<std::uint32_t>(std::countr_zero(matches));
+  // Most keys that are asked for are not there.
+  const std::uint64_t candidates = positionsWithTag(tag);
+  return candidates == 0 ? nullptr : firstUnder(key, candidates);
+}
+
+std::uint64_t DictionaryBody::positionsWithTag(std::uint8_t tag) const noexcept {
+  static_assert(Dictionary::kLinearSearchLimit == 4 * kBlockSize);
+  if (capacity_ <= kMostWithoutTags) return (1U << used_) - 1;
+  std::uint64_t positions = bitOfEachByte(loadBlock(tags()) == tag);
+  for (std::uint32_t first = kBlockSize; first < used_; first += kBlockSize)
+    positions |= std::uint64_t{bitOfEachByte(loadBlock(tags() + first) == tag)} << first;
+  return positions;
+}
+
+DictionaryBody::Entry* DictionaryBody::firstUnder(std::string_view key,
+                                                  std::uint64_t positions) const noexcept {
+  for (; positions != 0; positions &= positions - 1) {
+    const auto position = static_cast<std::uint32_t>(std::countr_zero(positions));
     if (position >= used_) break;
     if (isSameKey(entries_[position].key, key)) return entries_ + position;
   }
@@ -117,9 +125,22 @@ void DictionaryBody::set(const String& key, Value&& value) {
     append(key, std::move(value), tag);
 }
 
-void DictionaryBody::setIfAbsent(const String& key, Value&& value) {
-  const std::uint8_t tag = tagOf(key.view());
-  if (find(key.view(), tag) == nullptr) append(key, std::move(value), tag);
+void DictionaryBody::setAllOf(const DictionaryBody& other, Replacing replacing) {
+  for (std::uint32_t position = 0; position < other.used_; ++position) {
+    const Entry& entry = other.entries_[position];
+    if (entry.key.isNil()) continue;
+    const std::uint8_t tag = other.tagAt(position);
+    Entry* const own = find(entry.key.view(), tag);
+    if (own == nullptr)
+      append(entry.key, Value(entry.value), tag);
+    else if (replacing == Replacing::Yes)
+      own->value = entry.value;
+  }
+}
+
+std::uint8_t DictionaryBody::tagAt(std::uint32_t position) const noexcept {
+  return position < sizeOfTags(capacity_) ? static_cast<std::uint8_t>(tags()[position])
+                                          : tagOf(entries_[position].key.view());
 }
 
 void DictionaryBody::append(const String& key, Value&& value, std::uint8_t tag) {
@@ -224,8 +245,14 @@ void Dictionary::set(const String& key, Value value) {
   if (isMutable() && !key.isNil()) body_->set(key, std::move(value));
 }
 
-void Dictionary::setIfAbsent(const String& key, Value value) {
-  if (isMutable() && !key.isNil()) body_->setIfAbsent(key, std::move(value));
+void Dictionary::setAll(const Dictionary& other) {
+  if (isMutable() && !other.isNil() && body_ != other.body_)
+    body_->setAllOf(*other.body_, detail::DictionaryBody::Replacing::Yes);
+}
+
+void Dictionary::setMissing(const Dictionary& other) {
+  if (isMutable() && !other.isNil() && body_ != other.body_)
+    body_->setAllOf(*other.body_, detail::DictionaryBody::Replacing::No);
 }
 
 void Dictionary::remove(std::string_view key) noexcept {

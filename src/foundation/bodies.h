@@ -57,7 +57,9 @@ class DictionaryBody final : public Container {
   [[nodiscard]] std::size_t size() const noexcept { return live_; }
   [[nodiscard]] Entry* find(std::string_view key) const noexcept;
   void set(const String& key, Value&& value);
-  void setIfAbsent(const String& key, Value&& value);
+  enum class Replacing : bool { No, Yes };
+  /// Sets the other's entries, or those alone whose keys are not there.
+  void setAllOf(const DictionaryBody& other, Replacing replacing);
   void remove(std::string_view key) noexcept;
 
  private:
@@ -67,7 +69,11 @@ class DictionaryBody final : public Container {
   [[nodiscard]] Entry* inlineEntries() noexcept { return reinterpret_cast<Entry*>(this + 1); }
   [[nodiscard]] char* tags() const noexcept { return reinterpret_cast<char*>(entries_ + capacity_); }
   [[nodiscard]] Entry* find(std::string_view key, std::uint8_t tag) const noexcept;
+  /// A bit for each entry whose key may have that tag, perhaps some for no entry.
+  [[nodiscard]] std::uint64_t positionsWithTag(std::uint8_t tag) const noexcept;
+  [[nodiscard]] Entry* firstUnder(std::string_view key, std::uint64_t positions) const noexcept;
   [[nodiscard]] Entry* findInIndex(std::string_view key) const noexcept;
+  [[nodiscard]] std::uint8_t tagAt(std::uint32_t position) const noexcept;
   void append(const String& key, Value&& value, std::uint8_t tag);
   /// Room for one more entry; drops removed entries on the way.
   void makeRoom();

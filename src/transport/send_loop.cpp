@@ -65,6 +65,14 @@ Ledger::Reason reasonOf(GateVerdict verdict) {
   }
 }
 
+/// The handle, or nullptr. The fields of its event are there then, with room for what completes them.
+VeskHandleRef handleWithFields(VeskEvent& event, const String& handleId, BlockArena& arena) {
+  const GlobalGuard guard;
+  VeskHandleRef handle = PXALog::rdm_getHandler(handleId);
+  if (handle != nullptr) event.makeFieldsIn(arena, commonFieldCount(*handle));
+  return handle;
+}
+
 /// An event without a user takes the handle's, as text.
 void completeUserId(Dictionary& fields, const VeskHandle& handle) {
   if (!textOfBytes(fields.find(key::userId().view())).empty()) return;
@@ -112,12 +120,11 @@ Step process(const VeskEventRef& event, std::int64_t& bytes, BlockArena& arena) 
     drop(&Dropped::noHandleId);
     return Step::Continue;
   }
-  const VeskHandleRef handle = PXALog::rdm_getHandler(handleId);
+  const VeskHandleRef handle = handleWithFields(*event, handleId, arena);
   if (handle == nullptr) {
     drop(&Dropped::unknownHandle);
     return Step::Continue;
   }
-  event->makeFieldsIn(arena);
   // Measured before it is completed: the limit of a pass is on what was queued.
   const auto length = static_cast<std::int64_t>(jsonLengthOf(*event));
   Dictionary fields = event->fields().dictionary();

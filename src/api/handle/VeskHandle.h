@@ -47,8 +47,14 @@ class VeskHandle {
   /// What an event of this handle, which is under that id, shares with the others.
   [[nodiscard]] const EventOriginRef& eventOrigin(const String& handleId);
   [[nodiscard]] const Dictionary& customFields() const { return customFields_; }
-  [[nodiscard]] Dictionary& customFields() { return customFields_; }
-  void setCustomFields(Dictionary value) { customFields_ = std::move(value); }
+  /// For changes, before anything else is asked of the handle.
+  [[nodiscard]] Dictionary& customFields() {
+    customTexts_ = nullptr;
+    return customFields_;
+  }
+  void setCustomFields(Dictionary value) { customFields() = std::move(value); }
+  /// The custom fields as events carry them: those that are texts, as such. Not to be changed.
+  [[nodiscard]] const Dictionary& customTexts();
   [[nodiscard]] const std::shared_ptr<VeskReachability>& reachability() const { return reachability_; }
   void setReachability(std::shared_ptr<VeskReachability> value) { reachability_ = std::move(value); }
   /// "Wi-Fi", "Cellular" or "NONE".
@@ -89,6 +95,7 @@ class VeskHandle {
   String logSource_;
   EventOriginRef eventOrigin_;  // made for the first event that wants it
   Dictionary customFields_{kCustomFieldsCapacity};
+  Dictionary customTexts_ = nullptr;  // made when they are asked for
   std::shared_ptr<VeskReachability> reachability_;
   std::atomic<bool> isReachable_ = false;
   std::atomic<bool> isLog_ = true;

@@ -95,16 +95,6 @@ void copyNetworkType(Dictionary& fields) {
   fields.set(key::networkType(), networkType.utf8());
 }
 
-/// The caller holds the global lock.
-void copyCustomFields(Dictionary& fields, const VeskHandle& handle) {
-  for (const Dictionary::Entry& custom : handle.customFields()) {
-    if (custom.value.kind() == Value::Kind::String)
-      fields.setIfAbsent(custom.key, custom.value);
-    else if (custom.value.kind() == Value::Kind::Data)
-      fields.setIfAbsent(custom.key, String::fromUtf8(custom.value.data()));
-  }
-}
-
 }  // namespace
 
 bool PXALog::copyCommonFields(Dictionary fields) {
@@ -112,14 +102,20 @@ bool PXALog::copyCommonFields(Dictionary fields) {
 }
 
 bool PXALog::copyCommonFields_forHandlerId(Dictionary fields, const String& handleId) {
-  const VeskHandleRef handle = rdm_getHandler(handleId);
-  if (handle == nullptr) return false;
-  for (const Dictionary::Entry& fact : deviceFacts()) fields.set(fact.key, fact.value);
+  const Dictionary facts = deviceFacts();
   const GlobalGuard guard;
+  VeskHandle* const handle = findHandle(handleId);
+  if (handle == nullptr) return false;
+  fields.setAll(facts);
   copyNetworkType(fields);
   if (!handle->userId().isNil()) fields.set(key::userId(), handle->userId().utf8());
-  copyCustomFields(fields, *handle);
+  fields.setMissing(handle->customTexts());
   return true;
+}
+
+std::size_t commonFieldCount(const VeskHandle& handle) {
+  constexpr std::size_t kFactsOfDeviceNetworkAndUser = 7;
+  return kFactsOfDeviceNetworkAndUser + handle.customFields().size();
 }
 
 void setOrUnknown(Dictionary& fields, const String& key, const String& text) {

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include <pxalog/Dictionary.h>
 #include <pxalog/String.h>
 
 namespace pxa {
+
+class VeskHandle;
 
 namespace PXALog {
 
@@ -16,6 +19,9 @@ bool copyCommonFields(Dictionary fields);
 bool copyCommonFields_forHandlerId(Dictionary fields, const String& handleId);
 
 }  // namespace PXALog
+
+/// How many fields copyCommonFields may add. The caller holds the global lock.
+std::size_t commonFieldCount(const VeskHandle& handle);
 
 /// Sets a field to the text's bytes, or to those of "Unknown" when it is nil or empty.
 void setOrUnknown(Dictionary& fields, const String& key, const String& text);
