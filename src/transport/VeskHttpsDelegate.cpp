@@ -9,7 +9,6 @@
 #include "api/handle/GlobalLock.h"
 #include "api/handle/process_state.h"
 #include "diagnostics/Ledger.h"
-#include "event/VeskEvent.h"
 #include "event/event_keys.h"
 #include "platform/HostSettings.h"
 #include "platform/Platform.h"
@@ -111,8 +110,9 @@ void VeskHttpsDelegate::saveToFile_withSaveFlag(const String& text, bool save) {
     const auto elements = Platform::current().jsonParser.parse(text.utf8());
     if (elements) {
       const std::shared_ptr<VeskBlockQueue> queue = save ? gs_blockQueue() : nullptr;
+      EventOriginRef lastOrigin;
       for (const Value& element : elements->array()) {
-        if (queue != nullptr) requeue(element, *queue);
+        if (queue != nullptr) requeue(element, *queue, lastOrigin);
         if (isUnityMode && element.dictionary().contains(key::dumpData().view())) hasCrash = true;
       }
     }
@@ -123,19 +123,24 @@ void VeskHttpsDelegate::saveToFile_withSaveFlag(const String& text, bool save) {
   ledger().drop(&Events::inFlight, &Ledger::Dropped::unreadableBody, std::exchange(eventCount_, 0));
 }
 
-void VeskHttpsDelegate::requeue(const Value& element, VeskBlockQueue& queue) {
+void VeskHttpsDelegate::requeue(const Value& element, VeskBlockQueue& queue, EventOriginRef& lastOrigin) {
   if (element.kind() != Value::Kind::Dictionary) throw std::invalid_argument("an element that is no event");
-  const Dictionary members = element.dictionary();
-  Dictionary fields;
-  for (const Dictionary::Entry& member : members)
-    if (!key::isRecordMember(member.key.view()) && member.key.view() != key::host().view())
-      fields.set(member.key, member.value);
-  const auto member = [&](const String& name) { return members.value(name.view()); };
-  const VeskEventRef event =
-      VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
-          member(key::projectName()), member(key::projectVersion()), member(key::logType()),
-          member(key::logSource()), bodyOf(member(key::body())), sendTimeOf(member(key::sendTime())),
-          member(key::host()), fields, handleId_);
+  // What is no member of the record stays behind as the fields.
+  Dictionary fields = element.dictionary();
+  const auto take = [&fields](const String& name) {
+    Value value = fields.value(name.view());
+    fields.remove(name.view());
+    return value;
+  };
+  EventOrigin origin{take(key::projectName()), take(key::projectVersion()), take(key::logType()),
+                     take(key::logSource()), handleId_};
+  if (lastOrigin == nullptr || *lastOrigin != origin)
+    lastOrigin = std::make_shared<const EventOrigin>(std::move(origin));
+  Value body = bodyOf(take(key::body()));
+  const std::int64_t sendTime = sendTimeOf(take(key::sendTime()));
+  Value host = take(key::host());
+  const auto event =
+      std::make_shared<VeskEvent>(lastOrigin, std::move(body), sendTime, std::move(host), std::move(fields));
 
   if (eventCount_ > 0) {
     --eventCount_;

@@ -6,6 +6,7 @@
 
 #include <pxalog/String.h>
 
+#include "event/VeskEvent.h"
 #include "platform/UrlLoader.h"
 
 namespace pxa {
@@ -52,7 +53,8 @@ class VeskHttpsDelegate final : public UrlConnectionDelegate {
   void saveToFile_withSaveFlag(const String& text, bool save);
 
  private:
-  void requeue(const Value& element, VeskBlockQueue& queue);
+  /// Makes the event again that an element of the body was, with the origin of the last one if it is the same.
+  void requeue(const Value& element, VeskBlockQueue& queue, EventOriginRef& lastOrigin);
   void fail(const char* reason);
   void forgetLog();
   void notifyUnityOfCrash();

@@ -1,6 +1,7 @@
 #include "platform/linux/nlohmann_values.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -14,6 +15,10 @@
 #include <pxalog/Array.h>
 #include <pxalog/Dictionary.h>
 
+#include "foundation/BlockArena.h"
+#include "foundation/bodies.h"
+#include "foundation/text_hash.h"
+#include "foundation/utf8.h"
 #include "platform/linux/plain_cbor.h"
 
 namespace pxa {
@@ -50,20 +55,23 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
     return value <= kLargestSigned ? put(static_cast<std::int64_t>(value)) : put(value);
   }
   bool number_float(double value, const std::string&) override { return put(value); }
-  bool string(std::string& value) override { return put(value); }
+  bool string(std::string& value) override { return put(textOf(value)); }
   bool binary(Json::binary_t& value) override {
     return put(Data(std::string_view(reinterpret_cast<const char*>(value.data()), value.size())));
   }
-  bool start_object(std::size_t count) override {
-    return open(Dictionary(std::min(count, kMostEntriesAtOnce)));
+  bool start_object(std::size_t) override {
+    // Objects that follow one another are often alike.
+    return open(detail::Adopt::dictionary(detail::DictionaryBody::create(entriesOfLast_, arena_)));
   }
   bool key(std::string& key) override {
-    open_.back().key = key;
+    open_.back().key = keyOf(key);
     return true;
   }
   bool end_object() override {
-    const std::optional<Value> value = rules_.readDictionary(close().dictionary());
-    return value && put(*value);
+    const Dictionary dictionary = close().dictionary();
+    entriesOfLast_ = std::clamp(dictionary.size(), std::size_t{1}, kMostEntriesAtOnce);
+    std::optional<Value> value = rules_.readDictionary(dictionary);
+    return value && put(*std::move(value));
   }
   bool start_array(std::size_t) override { return open(Array()); }
   bool end_array() override { return put(close()); }
@@ -74,6 +82,19 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
     Value container;
     String key;  // of the value that comes next in a dictionary
   };
+
+  String textOf(std::string_view text) {
+    if (!utf8::isWellFormed(text)) return text;
+    return detail::Adopt::text(
+        detail::SharedBytes::copyOf(text, detail::SharedBytes::Encoding::Utf8, arena_));
+  }
+
+  /// The same few keys come again and again.
+  String keyOf(std::string_view text) {
+    String& known = keys_[textHash(text) % keys_.size()];
+    if (known.isNil() || known.view() != text) known = textOf(text);
+    return known;
+  }
 
   bool put(Value value) {
     if (open_.empty()) {
@@ -106,9 +127,12 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
     return container;
   }
 
-  static constexpr std::size_t kMostEntriesAtOnce = 10;
+  static constexpr std::size_t kMostEntriesAtOnce = 32;
 
   const Rules rules_;
+  BlockArena arena_;  // of texts and dictionaries
+  std::array<String, 64> keys_;
+  std::size_t entriesOfLast_ = 1;
   Value root_;
   std::vector<OpenContainer> open_;
 };
