@@ -229,7 +229,39 @@ TEST(CommonFields, AreAsFreshAsEachQuestion) {
   EXPECT_EQ(commonField("Platform"), "iOS 13");
 }
 
+TEST(CommonFields, TellOnceReadFactsUntilTheyChange) {
+  FakePlatform& p = test::installWithHandle();
+  p.device.generationOfFacts = 1;
+  ASSERT_EQ(commonField("Platform"), "iOS 12.1");
+  p.device.version = "13";
+  EXPECT_EQ(commonField("Platform"), "iOS 12.1");
+  p.device.generationOfFacts = 2;
+  EXPECT_EQ(commonField("Platform"), "iOS 13");
+}
+
+TEST(CommonFields, LeaveOnceReadFactsUnchangedWhateverBecomesOfAnEvent) {
+  FakePlatform& p = test::installWithHandle();
+  p.device.generationOfFacts = 1;
+  Dictionary fields;
+  ASSERT_TRUE(PXALog::copyCommonFields(fields));
+  fields.set("Platform", "changed");
+  EXPECT_EQ(commonField("Platform"), "iOS 12.1");
+}
+
 // Custom fields.
+
+TEST(CommonFields, CarryWhatBecameOfTheCustomFieldsSinceTheLastEvent) {
+  test::installWithHandle();
+  PXALog::setCustomField_forKey("first", "key");
+  PXALog::setCustomField_forKey("other", "other");
+  ASSERT_TRUE(commonFields().value("key") == Value("first"));
+  PXALog::setCustomField_forKey("second", "key");
+  EXPECT_TRUE(commonFields().value("key") == Value("second"));
+  PXALog::removeCustomFieldForKey("key");
+  EXPECT_FALSE(commonFields().contains("key"));
+  PXALog::removeAllCustomFields();
+  EXPECT_FALSE(commonFields().contains("other"));
+}
 
 TEST(CommonFields, CarryTheReservedCustomFieldsAsTexts) {
   FakePlatform::install();

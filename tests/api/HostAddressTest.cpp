@@ -78,6 +78,15 @@ TEST(GetIPAddress, ChoosesAmongTheInterfaces) {
   }
 }
 
+TEST(GetIPAddress, IsThatOfTheListOfTheMoment) {
+  FakePlatform& p = FakePlatform::install();
+  for (const std::uint8_t last : std::vector<std::uint8_t>{1, 2, 1}) {
+    p.interfaces.interfaces = Interfaces{{"en0", kIPv4, {192, 0, 2, last}}};
+    EXPECT_EQ(text(PXALog::getIPAddress()), "192.0.2." + std::to_string(last));
+    EXPECT_EQ(text(PXALog::getIPAddress()), "192.0.2." + std::to_string(last));
+  }
+}
+
 TEST(GetIPAddress, IsZeroWhereInterfacesCannotBeListed) {
   FakePlatform::install().interfaces.interfaces = std::nullopt;
   EXPECT_EQ(text(PXALog::getIPAddress()), "0.0.0.0");

@@ -11,6 +11,7 @@
 #include <pxalog/Dictionary.h>
 
 #include "event/VeskEvent.h"
+#include "foundation/BlockArena.h"
 
 namespace pxa {
 namespace {
@@ -322,6 +323,77 @@ TEST(VeskEvent, StoresTheDecodedFieldsThemselves) {
   const VeskEventRef event = VeskEvent::initWithCoder(Dictionary{{"fields", fields}});
   fields.set("b", 2);
   EXPECT_TRUE(event->fields().dictionary().contains("b"));
+}
+
+// The event of a log line.
+
+/// With an origin, as the log call makes it.
+VeskEventRef logLine(const String& level, const String& errorCode) {
+  auto event = std::make_shared<VeskEvent>(level, errorCode, Data("body"sv), 12);
+  event->setOrigin(std::make_shared<const EventOrigin>(EventOrigin{"p", "1.0", "type", "source", "7"}));
+  return event;
+}
+
+TEST(LogLine, HasItsOriginBodyAndTimeAndAnEmptyHost) {
+  const VeskEventRef event = logLine("INFO", nullptr);
+  EXPECT_TRUE(event->projectName() == Value("p"));
+  EXPECT_TRUE(event->projectVersion() == Value("1.0"));
+  EXPECT_TRUE(event->logType() == Value("type"));
+  EXPECT_TRUE(event->logSource() == Value("source"));
+  EXPECT_TRUE(event->handleId() == Value("7"));
+  EXPECT_TRUE(event->body() == Value(Data("body"sv)));
+  EXPECT_EQ(event->sendTime(), 12);
+  EXPECT_TRUE(event->host() == Value(""));
+}
+
+TEST(LogLine, HasErrorCodeAndLevelAsBytes) {
+  EXPECT_TRUE(logLine("WARN", "E1")->fields() ==
+              Value(Dictionary{{"errorCode", Data("E1"sv)}, {"logLevel", Data("WARN"sv)}}));
+}
+
+TEST(LogLine, HasAnEmptyLevelForNilAndNoErrorCodeForNoneOrAnEmptyOne) {
+  for (const String& none : {String(nullptr), String("")})
+    EXPECT_TRUE(logLine(nullptr, none)->fields() == Value(Dictionary{{"logLevel", Data(""sv)}}));
+}
+
+TEST(LogLine, KeepsTheChangesOfWhoeverHoldsItsFields) {
+  const VeskEventRef event = logLine("INFO", nullptr);
+  event->fields().dictionary().set("a", 1);
+  EXPECT_TRUE(event->fields().dictionary().contains("a"));
+  ASSERT_NE(event->field("a"), nullptr);
+  EXPECT_TRUE(*event->field("a") == Value(1));
+  EXPECT_EQ(event->field("b"), nullptr);
+}
+
+TEST(LogLine, HasTheFieldsThatItIsGivenInsteadOfItsOwn) {
+  const VeskEventRef event = logLine("INFO", "E1");
+  event->setFields(nullptr);
+  EXPECT_TRUE(event->fields().isNull());
+  EXPECT_EQ(event->field("logLevel"), nullptr);
+}
+
+TEST(LogLine, HasTheSameFieldsInAnArena) {
+  const VeskEventRef event = logLine("WARN", "E1");
+  {
+    BlockArena arena;
+    event->makeFieldsIn(arena, 3);
+    event->makeFieldsIn(arena, 3);
+  }
+  EXPECT_TRUE(event->fields() == logLine("WARN", "E1")->fields());
+}
+
+TEST(LogLine, ChangesAloneWhatItSharesWithOthers) {
+  const VeskEventRef event = logLine("INFO", nullptr);
+  const VeskEventRef other = logLine("INFO", nullptr);
+  const auto origin = std::make_shared<const EventOrigin>(EventOrigin{"p", "1.0", "type", "source", "7"});
+  event->setOrigin(origin);
+  other->setOrigin(origin);
+  event->setLogType("changed");
+  event->sethandleId("later");
+  EXPECT_TRUE(event->logType() == Value("changed"));
+  EXPECT_TRUE(event->projectName() == Value("p"));
+  EXPECT_TRUE(event->handleId() == Value("7"));
+  EXPECT_TRUE(other->logType() == Value("type"));
 }
 
 }  // namespace

@@ -378,6 +378,73 @@ TEST(Dictionary, LeavesItsValuesMutableWhenItIsImmutable) {
   EXPECT_TRUE(outer.value("inner").dictionary().contains("a"));
 }
 
+TEST(Dictionary, TakesEveryEntryOfAnother) {
+  for (const std::size_t count : {std::size_t{1}, std::size_t{5}, kLimit, kLimit + 1, kLimit * 3}) {
+    Dictionary dictionary{{key(0), "own"}, {"own", 1}};
+    dictionary.setAll(numbered(count));
+    Dictionary expected{{key(0), 0LL}, {"own", 1}};
+    for (std::size_t i = 1; i < count; ++i) expected.set(key(i), static_cast<long long>(i));
+    EXPECT_TRUE(Value(dictionary) == Value(expected)) << count;
+    EXPECT_EQ(keysOf(dictionary), keysOf(expected)) << count;
+  }
+}
+
+TEST(Dictionary, TakesTheEntriesOfAnotherWhoseKeysAreMissing) {
+  for (const std::size_t count : {std::size_t{1}, std::size_t{5}, kLimit, kLimit + 1, kLimit * 3}) {
+    Dictionary dictionary{{key(0), "own"}};
+    dictionary.setMissing(numbered(count));
+    EXPECT_EQ(dictionary.size(), count);
+    EXPECT_TRUE(dictionary.value(key(0)) == Value("own")) << count;
+    for (std::size_t i = 1; i < count; ++i)
+      EXPECT_TRUE(dictionary.value(key(i)) == Value(static_cast<long long>(i))) << count;
+  }
+}
+
+TEST(Dictionary, TakesNothingOfWhatAnotherHasLost) {
+  for (const std::size_t count : {std::size_t{5}, kLimit * 3}) {
+    Dictionary other = numbered(count);
+    for (std::size_t i = 0; i < count; i += 2) other.remove(key(i));
+    Dictionary dictionary;
+    dictionary.setAll(other);
+    EXPECT_TRUE(Value(dictionary) == Value(other)) << count;
+  }
+}
+
+TEST(Dictionary, TakesNothingOfItselfOrOfNil) {
+  Dictionary dictionary = numbered(3);
+  dictionary.setAll(dictionary);
+  dictionary.setMissing(dictionary);
+  dictionary.setAll(nullptr);
+  dictionary.setMissing(nullptr);
+  EXPECT_TRUE(Value(dictionary) == Value(numbered(3)));
+}
+
+TEST(Dictionary, TakesNothingWhereItIsNilOrImmutable) {
+  Dictionary none = nullptr;
+  none.setAll(numbered(1));
+  none.setMissing(numbered(1));
+  EXPECT_TRUE(none.isNil());
+  Dictionary immutable;
+  immutable.makeImmutable();
+  immutable.setAll(numbered(1));
+  immutable.setMissing(numbered(1));
+  EXPECT_EQ(immutable.size(), 0U);
+}
+
+TEST(Dictionary, TellsKeysApartThatDifferInTheirMiddleAlone) {
+  Dictionary dictionary;
+  std::vector<std::string> keys;
+  for (char a = '0'; a <= '9'; ++a)
+    for (char b = '0'; b <= '4'; ++b) keys.push_back(std::string("x") + a + "y" + b + "z");
+  for (std::size_t i = 0; i < keys.size(); ++i) dictionary.set(keys[i], static_cast<long long>(i));
+  ASSERT_EQ(dictionary.size(), keys.size());
+  for (std::size_t i = 0; i < keys.size(); ++i)
+    EXPECT_TRUE(dictionary.value(keys[i]) == Value(static_cast<long long>(i))) << keys[i];
+  dictionary.remove(keys[3]);
+  EXPECT_FALSE(dictionary.contains(keys[3]));
+  EXPECT_TRUE(dictionary.value(keys[4]) == Value(4LL));
+}
+
 TEST(Dictionary, CannotBeChangedWhereItIsNil) {
   Dictionary none = nullptr;
   none.makeImmutable();

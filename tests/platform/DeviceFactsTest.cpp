@@ -136,6 +136,14 @@ TEST_F(DeviceFactsTest, AreReplacedAtAnyTime) {
   }
 }
 
+TEST_F(DeviceFactsTest, AreOfAnotherGenerationWhenTheHostHasSaidSomething) {
+  const auto before = facts_.generation();
+  ASSERT_TRUE(before);
+  EXPECT_EQ(facts_.generation(), before);
+  HostSettings::setDeviceFacts({});
+  EXPECT_NE(facts_.generation(), before);
+}
+
 TEST_F(DeviceFactsTest, AreTheSystemsWhereTheHostSaysNothing) {
   setLocale({{"LANG", "ko_KR"}});
   const std::vector<std::string> systems = steadyAnswers();

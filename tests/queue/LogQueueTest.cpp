@@ -93,6 +93,15 @@ TEST(LogQueue, KeepsTwoThousandEvents) {
   EXPECT_EQ(takeTimes(queue), timesFrom(0, kMost));
 }
 
+TEST(LogQueue, GivesBackTheEventThatHadToGo) {
+  VeskBlockQueue queue;
+  const VeskEventRef first = eventAt(1);
+  EXPECT_EQ(queue.enqueue(first), nullptr);
+  for (std::size_t i = 1; i < kMost; ++i) ASSERT_EQ(queue.enqueue(eventAt(2)), nullptr);
+  EXPECT_EQ(queue.enqueue(eventAt(3)), first);
+  EXPECT_EQ(first.use_count(), 1);
+}
+
 TEST(LogQueue, DropsTheOldestEventWhenTheTwoThousandAndFirstArrives) {
   VeskBlockQueue queue;
   enqueueAll(queue, timesFrom(0, kMost + 1));

@@ -70,7 +70,7 @@ class FakeFileSystem final : public FileSystem {
 
 class FakeDeviceFacts final : public DeviceFacts {
  public:
-  std::optional<std::uint64_t> generation() override { return std::nullopt; }
+  std::optional<std::uint64_t> generation() override { return generationOfFacts; }
   String systemVersion() override { return version; }
   String machineModel() override { return model; }
   String vendorIdentifier() override { return vendor; }
@@ -87,6 +87,7 @@ class FakeDeviceFacts final : public DeviceFacts {
     return startsShells;
   }
 
+  std::optional<std::uint64_t> generationOfFacts;
   String version = "12.1";
   String model = "iPhone8,2";
   String vendor = "VENDOR-ID";
