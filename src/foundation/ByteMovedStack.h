@@ -43,7 +43,7 @@ class ByteMovedStack {
   void forgetFrom(std::size_t position) { size_ = position; }
 
  private:
-  void grow() {
+  [[gnu::noinline]] void grow() {
     constexpr std::size_t kSmallestCapacity = 32;
     const std::size_t capacity = capacity_ == 0 ? kSmallestCapacity : capacity_ * 2;
     if (capacity > SIZE_MAX / sizeof(Element)) throw std::bad_alloc();

@@ -83,14 +83,14 @@ std::string withoutLeadingZeros(std::string_view text) {
   return number += text;
 }
 
-Number decimalOf(std::string_view text) {
+[[gnu::noinline]] Number decimalOf(std::string_view text) {
   return Number(*Decimal::parse(withoutLeadingZeros(text)));
 }
 
 /// So many digits fit an unsigned 64-bit integer, whichever they are.
 constexpr std::size_t kSafeDigits = std::numeric_limits<std::uint64_t>::digits10;
 
-Number integerOf(std::string_view text) {
+[[gnu::noinline]] Number integerOf(std::string_view text) {
   const char* const end = text.data() + text.size();
   if (text.front() == '-') {
     std::int64_t value = 0;
@@ -101,7 +101,7 @@ Number integerOf(std::string_view text) {
 }
 
 /// With an integer part whose digits are too many for 64 bits, it stays a decimal.
-Number fractionOf(std::string_view text, std::string_view integerPart) {
+[[gnu::noinline]] Number fractionOf(std::string_view text, std::string_view integerPart) {
   if (integerOf(integerPart).kind() == Number::Kind::Decimal) return decimalOf(text);
   double value = 0;
   const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -156,21 +156,26 @@ bool JsonScanner::scanEnd() {
   return isAtEnd() || fail(-17, "Did not consume all data.");
 }
 
-/// Goes on from a value's first step until the value is whole. One body for all steps: with calls between them,
-/// numbers and small containers take a quarter more time.
+/// Goes on from a value's first step until the value is whole. One body for all steps but the rare ones: with
+/// calls between them, numbers and small containers take a quarter more time. Each step is called at one place,
+/// so that the body holds it once.
 [[gnu::flatten]] bool JsonScanner::scanTree(Step step) {
   for (;;) {
     switch (step) {
       case Step::Failed:
         return false;
-      case Step::Opened:
-        step = continueContainer();
+      case Step::Entry:
+        step = scanEntry();
+        break;
+      case Step::Element:
+        step = scanLeafOrOpening();
+        break;
+      case Step::Closing:
+        step = close();
         break;
       case Step::LeftOut:
-        if (open_.empty()) return true;
-        if (!open_.back().isArray) keys_.pop();
-        step = afterElement();
-        break;
+        if (!open_.empty() && !open_.back().isArray) keys_.pop();
+        [[fallthrough]];
       case Step::Value:
         if (open_.empty()) return true;
         step = afterElement();
@@ -187,9 +192,8 @@ JsonScanner::Step JsonScanner::scanLeafOrOpening() {
     case '\'':
       return scanStringValue();
     case '[':
-      return open(true);
     case '{':
-      return open(false);
+      return open(*current_ == '[');
     case 't':
       return scanWord("true", Value(true));
     case 'f':
@@ -290,25 +294,25 @@ bool JsonScanner::scanExponent(std::int64_t& exponent) {
 JsonScanner::Step JsonScanner::open(bool isArray) {
   ++current_;
   open_.push_back({isArray, false, values_.size(), keys_.size(), settings_.keys.now()});
-  return Step::Opened;
+  return Step::Entry;
 }
 
 /// Behind an opening bracket or a comma.
-JsonScanner::Step JsonScanner::continueContainer() {
+JsonScanner::Step JsonScanner::scanEntry() {
   OpenContainer& container = open_.back();
   skipWhiteSpace();
   if (container.isArray) {
     if (isAtEnd())
       return failContainer(-204, "Could not scan array. Array not terminated by a ']' character.");
-    return *current_ == ']' ? close() : scanLeafOrOpening();
+    return *current_ == ']' ? Step::Closing : Step::Element;
   }
-  if (!isAtEnd() && *current_ == '}') return close();
+  if (!isAtEnd() && *current_ == '}') return Step::Closing;
   if (!scanKey(container)) return failContainer(-102, "Could not scan dictionary. Failed to scan a key.");
   skipWhiteSpace();
   if (isAtEnd() || *current_ != ':')
     return failContainer(-103, "Could not scan dictionary. Key was not terminated with a ':' character.");
   ++current_;
-  return scanLeafOrOpening();
+  return Step::Element;
 }
 
 JsonScanner::Step JsonScanner::afterElement() {
@@ -318,9 +322,9 @@ JsonScanner::Step JsonScanner::afterElement() {
     return failContainer(-106, "Could not scan dictionary. Dictionary not terminated by a '}' character.");
   if (!isAtEnd() && *current_ == ',') {
     ++current_;
-    return continueContainer();
+    return Step::Entry;
   }
-  if (!isAtEnd() && *current_ == (isArray ? ']' : '}')) return close();
+  if (!isAtEnd() && *current_ == (isArray ? ']' : '}')) return Step::Closing;
   return isArray ? failContainer(-204, "Could not scan array. Array not terminated by a ']' character.")
                  : failContainer(-106, "kJSONDeserializerErrorCode_DictionaryKeyValuePairNoDelimiter");
 }

@@ -39,13 +39,15 @@ class JsonScanner {
   bool scanEnd();
 
   /// Fails here with that code.
-  bool fail(int code, const char* message);
+  [[gnu::cold, gnu::noinline]] bool fail(int code, const char* message);
   /// The failure and what it caused in the containers around it.
   [[nodiscard]] Error error() const;
   [[nodiscard]] std::size_t location() const { return static_cast<std::size_t>(current_ - start_); }
 
  private:
-  enum class Step : std::uint8_t { Value, LeftOut, Opened, Failed };
+  /// What was found, or what comes next: an entry behind an opening bracket or a comma, an element of an array
+  /// or behind a key, a closing bracket.
+  enum class Step : std::uint8_t { Value, LeftOut, Entry, Element, Closing, Failed };
   struct OpenContainer {
     bool isArray;
     bool mayRepeatKeys;
@@ -73,7 +75,7 @@ class JsonScanner {
   Step scanFraction(const IntegerPart& integer);
   bool scanExponent(std::int64_t& exponent);
   Step open(bool isArray);
-  Step continueContainer();
+  Step scanEntry();
   Step afterElement();
   Step close();
   Array closedArray(std::size_t firstValue);
@@ -81,7 +83,7 @@ class JsonScanner {
   bool scanKey(OpenContainer& dictionary);
 
   bool scanString(std::string_view& text);
-  bool scanEscapedString(char quote, std::string_view before, std::string_view& text);
+  [[gnu::noinline]] bool scanEscapedString(char quote, std::string_view before, std::string_view& text);
   bool scanEscape();
   bool scanCodePoint();
   /// The four hexadecimal digits here; nothing when they are not.
@@ -90,9 +92,9 @@ class JsonScanner {
   void skipWhiteSpace();
   [[nodiscard]] bool isAtEnd() const { return current_ == end_; }
   [[nodiscard]] bool has(unsigned option) const { return (settings_.options & option) != 0; }
-  Step failValue(int code, const char* message);
+  [[gnu::cold, gnu::noinline]] Step failValue(int code, const char* message);
   /// A failure of the innermost container itself.
-  Step failContainer(int code, const char* message);
+  [[gnu::cold, gnu::noinline]] Step failContainer(int code, const char* message);
   [[nodiscard]] Dictionary placeOfFailure() const;
 
   const Settings settings_;
