@@ -61,7 +61,7 @@ void VeskEvent::changeOrigin(Value EventOrigin::*member, Value value) {
   origin_ = std::move(changed);
 }
 
-void VeskEvent::encodeWithCoder(Dictionary& coder) const {
+[[gnu::cold]] void VeskEvent::encodeWithCoder(Dictionary& coder) const {
   coder.set(key::projectName(), projectName());
   coder.set(key::projectVersion(), projectVersion());
   coder.set(key::logType(), logType());
@@ -73,7 +73,7 @@ void VeskEvent::encodeWithCoder(Dictionary& coder) const {
   coder.set(key::handleId(), handleId());
 }
 
-VeskEventRef VeskEvent::initWithCoder(const Dictionary& coder) {
+[[gnu::cold]] VeskEventRef VeskEvent::initWithCoder(const Dictionary& coder) {
   const auto decode = [&](const String& key) { return coder.value(key.view()); };
   return initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
       decode(key::projectName()), decode(key::projectVersion()), decode(key::logType()),

@@ -140,7 +140,7 @@ namespace {
 
 constexpr int kDescribedLevels = 8;
 
-void describe(const Value& value, int levelsLeft, std::string& text) {
+[[gnu::cold]] void describe(const Value& value, int levelsLeft, std::string& text) {
   const auto describeElements = [&](const auto& elements, const char* brackets, auto describeElement) {
     text += brackets[0];
     if (levelsLeft == 0) text += "...";
@@ -213,7 +213,7 @@ bool addEntriesOf(const Dictionary& left, const Dictionary& right, Pairs& pairs)
 }
 
 /// Whether two values are equal, but for the elements that are added to the pairs.
-bool isEqualButForElements(const Value& left, const Value& right, Pairs& pairs) {
+[[gnu::cold]] bool isEqualButForElements(const Value& left, const Value& right, Pairs& pairs) {
   if (left.kind() != right.kind()) return false;
   switch (left.kind()) {
     case Value::Kind::Null:
