@@ -126,9 +126,8 @@ std::optional<double> exactlyRounded(std::uint64_t digits, std::int64_t exponent
 }  // namespace
 
 bool JsonScanner::scanValue(std::optional<Value>& value) {
-  const Step step = scanLeafOrOpening();
-  if (!scanTree(step)) return false;
-  if (step == Step::LeftOut)
+  if (!scanTree(Step::Element)) return false;
+  if (values_.size() == 0)
     value.reset();
   else
     value = std::move(values_.back());
@@ -156,7 +155,7 @@ bool JsonScanner::scanEnd() {
   return isAtEnd() || fail(-17, "Did not consume all data.");
 }
 
-/// Goes on from a value's first step until the value is whole. One body for all steps but the rare ones: with
+/// Goes on from a step until the value is whole. One body for all steps but the rare ones: with
 /// calls between them, numbers and small containers take a quarter more time. Each step is called at one place,
 /// so that the body holds it once.
 [[gnu::flatten]] bool JsonScanner::scanTree(Step step) {
