@@ -41,7 +41,7 @@ class JsonScanner {
   /// Fails here with that code.
   [[gnu::cold, gnu::noinline]] bool fail(int code, const char* message);
   /// The failure and what it caused in the containers around it.
-  [[nodiscard]] Error error() const;
+  [[nodiscard, gnu::cold]] Error error() const;
   [[nodiscard]] std::size_t location() const { return static_cast<std::size_t>(current_ - start_); }
 
  private:
@@ -95,7 +95,7 @@ class JsonScanner {
   [[gnu::cold, gnu::noinline]] Step failValue(int code, const char* message);
   /// A failure of the innermost container itself.
   [[gnu::cold, gnu::noinline]] Step failContainer(int code, const char* message);
-  [[nodiscard]] Dictionary placeOfFailure() const;
+  [[nodiscard, gnu::cold]] Dictionary placeOfFailure() const;
 
   const Settings settings_;
   const char* const start_;

@@ -169,8 +169,10 @@ std::vector<const Image*> sortedImagesOf(const CrashReport& report) {
   std::vector<const Image*> images;
   images.reserve(report.images.size());
   for (const Image& image : report.images) images.push_back(&image);
-  std::stable_sort(images.begin(), images.end(), [](const Image* left, const Image* right) {
-    return rdm_sdk_binaryImageSort(*left, *right) < 0;
+  // Of equal ones the first stays the first.
+  std::sort(images.begin(), images.end(), [](const Image* left, const Image* right) {
+    const int order = rdm_sdk_binaryImageSort(*left, *right);
+    return order != 0 ? order < 0 : left < right;
   });
   return images;
 }
