@@ -111,7 +111,7 @@ std::size_t encode(std::uint32_t codePoint, char* to) noexcept {
   return 4;
 }
 
-std::string repaired(std::string_view bytes) {
+[[gnu::cold]] std::string repaired(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size() + 8);
   while (!bytes.empty()) {

@@ -151,7 +151,7 @@ void PXALog::sendVeskEventByRestAPI() {
   }
 }
 
-[[gnu::cold]] void PXALog::sendVeskEventByRestAPI_withVeskHttpsDelegate_withHandler(
+void PXALog::sendVeskEventByRestAPI_withVeskHttpsDelegate_withHandler(
     const String& body, const std::shared_ptr<VeskHttpsDelegate>& delegate, const String& handleId) {
   const GlobalGuard guard;
   const VeskHandleRef handle = rdm_getHandler(handleId);

@@ -56,7 +56,7 @@ String keepcellHandleId() {
   return "Keepcell"_text;
 }
 
-void PXALog::rdm_setHandler(const String& handleId) {
+[[gnu::cold]] void PXALog::rdm_setHandler(const String& handleId) {
   std::optional<HandleTable>& table = handleTable();
   if (handleId.isNil() || !table) return;
   (*table)[std::string(handleId.view())] = std::make_shared<VeskHandle>();
