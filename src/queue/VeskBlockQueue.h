@@ -26,7 +26,7 @@ class VeskBlockQueue {
   VeskBlockQueue& operator=(const VeskBlockQueue&) = delete;
   /// What a queue holds when it goes is given up, what its files hold too as far as this process is
   /// concerned.
-  [[gnu::cold]] ~VeskBlockQueue();
+  ~VeskBlockQueue();
   static constexpr std::size_t kMostEvents = 2000;
   static constexpr std::size_t kMostHandlers = 10;
 

@@ -60,7 +60,7 @@ EventQueue readEvents(const String& path, const String& key) {
 /// Puts reloaded events behind those of the queue, which then drops its oldest until there is room for one
 /// more.
 void append(EventQueue& queue, Ledger::Place place, const EventQueue& events, std::uint64_t& savedHere) {
-  for (const VeskEventRef& event : events) queue.push_back(event);
+  queue.insert(queue.end(), events.begin(), events.end());
   const std::uint64_t ours = std::min<std::uint64_t>(savedHere, events.size());
   ledger().move(&Events::saved, place, ours);
   ledger().drop(&Events::saved, &Dropped::fileReplaced, savedHere - ours);

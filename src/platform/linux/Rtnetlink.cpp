@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
 #include <libmnl/libmnl.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
@@ -200,17 +199,6 @@ std::optional<std::vector<LinkAddress>> Rtnetlink::addresses() {
   return collect<LinkAddress>(request.header(), addAddress);
 }
 
-namespace {
-
-/// Equal ones stay in their order; there are a few.
-void sortByMetric(std::vector<Route>& routes) {
-  const auto isLess = [](const Route& left, const Route& right) { return left.metric < right.metric; };
-  for (auto route = routes.begin(); route != routes.end(); ++route)
-    std::rotate(std::upper_bound(routes.begin(), route, *route, isLess), route, std::next(route));
-}
-
-}  // namespace
-
 std::optional<std::vector<Route>> Rtnetlink::defaultRoutes(int family) {
   Request request(RTM_GETROUTE, NLM_F_DUMP);
   request.body<rtmsg>().rtm_family = static_cast<std::uint8_t>(family);
@@ -218,7 +206,9 @@ std::optional<std::vector<Route>> Rtnetlink::defaultRoutes(int family) {
       collect<Route>(request.header(), [family](const nlmsghdr& message, std::vector<Route>& found) {
         if (isDefaultRoute(message, family)) addRoute(message, found);
       });
-  if (routes) sortByMetric(*routes);
+  if (routes)
+    std::stable_sort(routes->begin(), routes->end(),
+                     [](const Route& left, const Route& right) { return left.metric < right.metric; });
   return routes;
 }
 
