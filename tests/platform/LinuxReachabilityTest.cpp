@@ -2,9 +2,12 @@
 #include <atomic>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
+#include <netdb.h>
 #include <netinet/in.h>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -93,6 +96,57 @@ TEST(AddressWrittenAs, IsNoneForAName) {
                            "2001:db8::1/64", "256.0.0.1"})
     EXPECT_FALSE(addressWrittenAs(host)) << host;
   EXPECT_FALSE(addressWrittenAs(std::string(70000, 'a')));
+}
+
+/// What the system's own look-up makes of a text that it takes for a number.
+std::optional<IpAddress> addressLookedUp(const std::string& text) {
+  addrinfo hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_NUMERICHOST;
+  addrinfo* first = nullptr;
+  if (::getaddrinfo(text.c_str(), nullptr, &hints, &first) != 0) return std::nullopt;
+  const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(first, ::freeaddrinfo);
+  return IpAddress::of(*first->ai_addr);
+}
+
+void expectWhatALookUpFinds(std::initializer_list<const char*> texts) {
+  for (const char* text : texts) EXPECT_EQ(addressWrittenAs(text), addressLookedUp(text)) << text;
+}
+
+TEST(AddressWrittenAs, IsTheIPv4NumberThatALookUpFinds) {
+  expectWhatALookUpFinds({"127.0.0.1", "127.1", "127.0.1", "1.2.3", "1.2.65535", "1.2.65536", "1.16777215",
+                          "1.16777216", "2130706433", "4294967295", "4294967296", "0", "0x7f.1", "0X7F000001",
+                          "0177.1", "08"});
+  expectWhatALookUpFinds({"0x", "0x.1", "1.2.3.4.5", "1.2.3.256", "256.1", "1..2", ".1", "1.", "1.2.3.4.",
+                          "+1", "-1", "1a", "1e1", "", " ", "*"});
+  expectWhatALookUpFinds({"1.2.3.4 ", " 1.2.3.4", "1.2.3.4 x", "1.2.3.4\t", "1.2.3.4\n", "1.2.3.4\v",
+                          "1.2.3.4\f", "1.2.3.4\r", "1. 2.3.4", "1.2.3.4\xa0", "1.2.3.4\x85",
+                          "logs.example.com", "1.example"});
+}
+
+TEST(AddressWrittenAs, IsTheIPv6NumberThatALookUpFinds) {
+  expectWhatALookUpFinds({"::", "::1", "2001:db8::1", "2001:DB8::1", "1::2::3", ":::", ":", "1:2:3:4:5:6:7:8",
+                          "1:2:3:4:5:6:7:8:9", "1:2:3:4:5:6:7", "12345::", "::1.2.3.4", "::1.2",
+                          "::ffff:1.2.3.4", "[::1]", "::1 "});
+  expectWhatALookUpFinds({" ::1", "::1/64", "fe80::1"});
+}
+
+TEST(AddressWrittenAs, HasTheScopeThatALookUpFinds) {
+  expectWhatALookUpFinds({"127.0.0.1%lo", "127.0.0.1%1", "::%0", "::ffff:1.2.3.4%3", "::ffff:1.2.3.4%lo",
+                          "fe80::1%lo", "fe80::1%1", "fe80::1%01", "fe80::1%0", "fe80::1%99", "fe80::1%",
+                          "fe80::1% 1", "fe80::1%1 ", "fe80::1%+1", "fe80::1%-1", "fe80::1%0x1"});
+  expectWhatALookUpFinds({"fe80::1%1x", "fe80::1%nolink", "fe80::1%a-name-too-long-for-any-link",
+                          "fe80::1%4294967295", "fe80::1%4294967296", "fe80::1%18446744073709551617",
+                          "fe80::1%lo%1", "fe80::1%%lo", "febf::1%lo", "fec0::1%lo", "ff02::1%lo",
+                          "ff01::1%lo", "ff05::1%lo", "2001:db8::1%lo", "2001:db8::1%1", "2001:db8::1%7"});
+  expectWhatALookUpFinds({"%lo", "%", "%1", "a%lo"});
+}
+
+TEST(AddressWrittenAs, EndsAtAZeroByteAsForALookUp) {
+  using namespace std::string_literals;
+  for (const std::string& text : {"1.2.3.4\0 x"s, "::1\0x"s, "fe80::1%1\0x"s, "\0001"s, "localhost\0x"s})
+    EXPECT_EQ(addressWrittenAs(text), addressLookedUp(text)) << text;
 }
 
 TEST(LinuxReachability, HasNoTargetWithoutAHost) {

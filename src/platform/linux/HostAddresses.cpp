@@ -1,7 +1,12 @@
 #include "platform/linux/HostAddresses.h"
 
+#include <arpa/inet.h>
+#include <charconv>
+#include <cstring>
 #include <exception>
+#include <net/if.h>
 #include <netdb.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <utility>
 
@@ -11,13 +16,11 @@ namespace pxa {
 
 namespace {
 
-/// Every address of the host; none when the look-up fails. May take as long as the name servers do, unless
-/// the flags ask for numbers alone.
-std::vector<IpAddress> lookUp(const std::string& host, int flags) {
+/// Every address of the host; none when the look-up fails. May take as long as the name servers do.
+std::vector<IpAddress> lookUp(const std::string& host) {
   addrinfo hints{};
   hints.ai_family = AF_UNSPEC;
   hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = flags;
   addrinfo* first = nullptr;
   if (::getaddrinfo(host.c_str(), nullptr, &hints, &first) != 0) return {};
   const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(first, ::freeaddrinfo);
@@ -26,6 +29,44 @@ std::vector<IpAddress> lookUp(const std::string& host, int flags) {
   for (const addrinfo* entry = first; entry != nullptr; entry = entry->ai_next)
     if (const auto address = IpAddress::of(*entry->ai_addr)) addresses.push_back(*address);
   return addresses;
+}
+
+/// In all the forms that a number may have for a look-up: "127.1" is one of them.
+std::optional<IpAddress> ipv4WrittenAs(const char* text) {
+  // Unlike a look-up, inet_aton takes any text behind a blank.
+  if (std::strpbrk(text, " \t\n\v\f\r") != nullptr) return std::nullopt;
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  if (::inet_aton(text, &address.sin_addr) == 0) return std::nullopt;
+  return IpAddress::of(reinterpret_cast<const sockaddr&>(address));
+}
+
+bool isOfOneLink(const in6_addr& address) {
+  return IN6_IS_ADDR_LINKLOCAL(&address) || IN6_IS_ADDR_MC_LINKLOCAL(&address) ||
+         IN6_IS_ADDR_MC_NODELOCAL(&address);
+}
+
+/// A link by its name, where the address is of one link, or any number.
+std::optional<std::uint32_t> scopeWrittenAs(const std::string& text, const in6_addr& address) {
+  if (isOfOneLink(address))
+    if (const unsigned index = ::if_nametoindex(text.c_str()); index != 0) return index;
+  std::uint32_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
+}
+
+std::optional<IpAddress> ipv6WrittenAs(const std::string& text) {
+  const std::size_t scopeMark = text.find('%');
+  sockaddr_in6 address{};
+  address.sin6_family = AF_INET6;
+  if (::inet_pton(AF_INET6, text.substr(0, scopeMark).c_str(), &address.sin6_addr) != 1) return std::nullopt;
+  if (scopeMark != std::string::npos) {
+    const auto scope = scopeWrittenAs(text.substr(scopeMark + 1), address.sin6_addr);
+    if (!scope) return std::nullopt;
+    address.sin6_scope_id = *scope;
+  }
+  return IpAddress::of(reinterpret_cast<const sockaddr&>(address));
 }
 
 }  // namespace
@@ -42,8 +83,9 @@ std::string_view hostPart(std::string_view text) {
 }
 
 std::optional<IpAddress> addressWrittenAs(const std::string& host) {
-  const std::vector<IpAddress> addresses = lookUp(host == "localhost" ? "127.0.0.1" : host, AI_NUMERICHOST);
-  return addresses.empty() ? std::nullopt : std::optional(addresses.front());
+  const std::string text = host == "localhost" ? "127.0.0.1" : host.c_str();
+  const auto address = ipv4WrittenAs(text.c_str());
+  return address ? address : ipv6WrittenAs(text);
 }
 
 void HostAddresses::resolve() {
@@ -74,7 +116,7 @@ void HostAddresses::lookUpWhileAsked() noexcept {
       }
     }
     try {
-      std::vector<IpAddress> addresses = lookUp(host_, 0);
+      std::vector<IpAddress> addresses = lookUp(host_);
       if (addresses.empty()) continue;
       const Guard guard(mutex_);
       known_ = std::move(addresses);
