@@ -46,6 +46,7 @@ std::string userDataDirectory() {
 
 /// Makes the directory and those above it; what is there already stays as it is.
 void makeDirectories(const std::string& path) {
+  if (::mkdir(path.c_str(), kOwnerOnlyDirectory) == 0 || errno == EEXIST) return;
   for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
     ::mkdir(path.substr(0, slash).c_str(), kOwnerOnlyDirectory);
     if (slash == std::string::npos) return;
