@@ -58,7 +58,7 @@ constexpr Write kBothWrites[] = {&FileSystem::write, &FileSystem::writeAtomicall
 
 TEST(FileSystem, ReadsWhatWasWritten) {
   for (const Write write : kBothWrites) {
-    for (const std::size_t size : {0U, 1U, 4096U, 65535U, 65536U, 65537U, 1'000'000U}) {
+    for (const std::size_t size : {0U, 1U, 4095U, 4096U, 4097U, 65535U, 65536U, 65537U, 1'000'000U}) {
       const TemporaryDirectory directory;
       LinuxFileSystem files;
       std::string content(size, '\0');

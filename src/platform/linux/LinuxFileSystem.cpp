@@ -25,6 +25,8 @@ namespace pxa {
 namespace {
 
 constexpr off_t kLargestFile = off_t{256} * 1024 * 1024;
+constexpr std::size_t kSmallestChunk = 4096;
+constexpr std::size_t kLargestChunk = 65536;
 constexpr mode_t kOwnerOnlyFile = 0600;
 constexpr mode_t kOwnerOnlyDirectory = 0700;
 
@@ -51,6 +53,11 @@ void makeDirectories(const std::string& path) {
     ::mkdir(path.substr(0, slash).c_str(), kOwnerOnlyDirectory);
     if (slash == std::string::npos) return;
   }
+}
+
+/// How many bytes of a file of that size are read at once. A small one shall not take much memory.
+std::size_t chunkFor(off_t size) {
+  return std::clamp(static_cast<std::size_t>(size), kSmallestChunk, kLargestChunk);
 }
 
 bool writeAll(int descriptor, std::string_view bytes) {
@@ -153,9 +160,9 @@ std::optional<Data> LinuxFileSystem::read(const String& path) {
   if (status.st_size > kLargestFile) return std::nullopt;
 
   ByteBuffer content;
-  constexpr std::size_t kChunk = 65536;
+  const std::size_t chunk = chunkFor(status.st_size);
   for (;;) {
-    const ssize_t count = ::read(file.get(), content.reserve(kChunk), kChunk);
+    const ssize_t count = ::read(file.get(), content.reserve(chunk), chunk);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return std::nullopt;
     if (count == 0) return content.finish();
