@@ -75,8 +75,9 @@ bool performSharedSetUp(const String& host) {
 
 void updateNetworkRecord() {
   VeskHandle& network = *networkRecord();
-  network.setIsReachable(network.reachability()->isReachable());
-  network.setNetworkType(PXALog::getNetworkString(network.reachability().get()));
+  const VeskReachability::Status status = network.reachability()->currentReachabilityStatus();
+  network.setIsReachable(status != VeskReachability::NotReachable);
+  network.setNetworkType(PXALog::networkStringOf(status));
 }
 
 String nextHandleId() {

@@ -3,11 +3,16 @@
 namespace pxa {
 
 String PXALog::getNetworkString(const VeskReachability* monitor) {
+  return networkStringOf(monitor == nullptr ? VeskReachability::NotReachable
+                                            : monitor->currentReachabilityStatus());
+}
+
+String PXALog::networkStringOf(VeskReachability::Status status) {
   using namespace literals;
-  switch (monitor == nullptr ? 0 : monitor->currentReachabilityStatus()) {
-    case 1:
+  switch (status) {
+    case VeskReachability::ReachableViaWWAN:
       return "Cellular"_text;
-    case 2:
+    case VeskReachability::ReachableViaWiFi:
       return "Wi-Fi"_text;
     default:
       return "NONE"_text;
