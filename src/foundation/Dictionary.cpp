@@ -30,9 +30,8 @@ bool isSameKey(const String& key, std::string_view wanted) {
 /// A byte in which most keys of a dictionary differ.
 std::uint8_t tagOf(std::string_view key) {
   if (key.empty()) return 0;
-  const auto at = [key](std::size_t i) { return static_cast<unsigned char>(key[i]); };
-  return static_cast<std::uint8_t>(key.size() + 3U * at(0) + 7U * at(key.size() / 2) +
-                                   13U * at(key.size() - 1));
+  const auto at = [key](std::size_t i) { return std::size_t{static_cast<unsigned char>(key[i])}; };
+  return static_cast<std::uint8_t>(key.size() + 3 * at(0) + 7 * at(key.size() / 2) + 13 * at(key.size() - 1));
 }
 
 }  // namespace
