@@ -253,16 +253,14 @@ void measure() {
                         .peerMeasured = peerMeasured,
                         .mostRatio = 1.1});
   };
-  report("instructions of a log call", samples[kLogCall]);
-  compare("instructions of a log call, 10 handles", samples[withHandles(kLogCall, 10)], "1 handle",
-          samples[kLogCall]);
-  report("instructions of an event of a pass", samples[kEvent]);
-  compare("instructions of an event of a pass, 10 handles", samples[withHandles(kEvent, 10)], "1 handle",
+  report("a log call", samples[kLogCall]);
+  compare("a log call, with 10 handles", samples[withHandles(kLogCall, 10)], "1 handle", samples[kLogCall]);
+  report("an event of a pass", samples[kEvent]);
+  compare("an event of a pass, with 10 handles", samples[withHandles(kEvent, 10)], "1 handle",
           samples[kEvent]);
-  compare("instructions of an event of a pass, 900 entries in the deduplication store",
-          samples[withStore(kEventWithStore, 900)], "10 entries", samples[kEventWithStore]);
-  compare("instructions of a custom field of an event of a pass, 20 fields", fieldOfTwenty, "2 fields",
-          fieldOfTwo);
+  compare("an event of a pass, with 900 texts in the store", samples[withStore(kEventWithStore, 900)],
+          "10 texts", samples[kEventWithStore]);
+  compare("one of 20 custom fields of an event of a pass", fieldOfTwenty, "one of 2", fieldOfTwo);
 }
 
 }  // namespace

@@ -1,11 +1,14 @@
 #include "event/send_time.h"
 
+#include <pxalog/Number.h>
+
 #include "platform/Platform.h"
 
 namespace pxa {
 
 std::int64_t currentSendTime() {
-  return static_cast<std::int64_t>(Platform::current().clock.secondsSince1970() * 1000.0);
+  // A clock may say anything: what does not fit becomes the nearest limit.
+  return Number(Platform::current().clock.secondsSince1970() * 1000.0).longLongValue();
 }
 
 }  // namespace pxa
