@@ -170,6 +170,46 @@ TEST(NlohmannJsonParser, TakesTheLastValueOfARepeatedKey) {
   EXPECT_TRUE(parse(R"({"a": 1, "a": 2})") == Value(Dictionary{{"a", 2LL}}));
 }
 
+/// An object of so many members, each key with its number.
+std::string objectOf(int count) {
+  std::string text = "{";
+  for (int i = 0; i < count; ++i) {
+    const std::string number = std::to_string(i);
+    text.append(i == 0 ? "" : ",").append("\"k" + number + "\":" + number);
+  }
+  return text + "}";
+}
+
+TEST(NlohmannJsonParser, ReadsLargeAndSmallObjectsBehindOneAnother) {
+  const int counts[] = {0, 40, 40, 0, 1, 100, 3, 33, 32};
+  std::string text = "[";
+  for (const int count : counts) text.append(text.size() == 1 ? "" : ",").append(objectOf(count));
+  const std::optional<Value> value = parse(text + "]");
+  ASSERT_TRUE(value);
+  std::size_t position = 0;
+  for (const int count : counts) {
+    const Dictionary object = value->array().at(position++).dictionary();
+    ASSERT_EQ(object.size(), static_cast<std::size_t>(count)) << position;
+    for (int i = 0; i < count; ++i)
+      EXPECT_TRUE(object.value("k" + std::to_string(i)) == Value(static_cast<long long>(i))) << position;
+  }
+}
+
+TEST(NlohmannJsonParser, ReadsTwoHundredThousandNestedObjectsBehindALargeOne) {
+  constexpr int kDepth = 200'000;
+  std::string text = "[" + objectOf(32) + ",";
+  for (int i = 0; i < kDepth; ++i) text += R"({"a":)";
+  text += "7" + std::string(kDepth, '}') + "]";
+  std::optional<Value> value = parse(text);
+  ASSERT_TRUE(value);
+  Value inner = value->array().at(1);
+  value.reset();
+  int depth = 0;
+  for (; inner.kind() == Value::Kind::Dictionary; ++depth) inner = Value(inner.dictionary().value("a"));
+  EXPECT_EQ(depth, kDepth);
+  EXPECT_TRUE(inner == Value(7LL));
+}
+
 TEST(NlohmannJsonParser, RefusesAMillionOpenBrackets) {
   EXPECT_FALSE(parse(std::string(1'000'000, '[')));
   std::string objects;

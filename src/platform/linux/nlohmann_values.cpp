@@ -60,8 +60,9 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
     return put(Data(std::string_view(reinterpret_cast<const char*>(value.data()), value.size())));
   }
   bool start_object(std::size_t) override {
-    // Objects that follow one another are often alike.
-    return open(detail::Adopt::dictionary(detail::DictionaryBody::create(entriesOfLast_, arena_)));
+    const std::size_t depth = open_.size();
+    const std::size_t expected = depth < expectedEntries_.size() ? expectedEntries_[depth] : 1;
+    return open(detail::Adopt::dictionary(detail::DictionaryBody::create(expected, arena_)));
   }
   bool key(std::string& key) override {
     open_.back().key = keyOf(key);
@@ -69,7 +70,9 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
   }
   bool end_object() override {
     const Dictionary dictionary = close().dictionary();
-    entriesOfLast_ = std::clamp(dictionary.size(), std::size_t{1}, kMostEntriesAtOnce);
+    const std::size_t depth = open_.size();
+    if (depth < expectedEntries_.size())
+      expectedEntries_[depth] = std::clamp(dictionary.size(), std::size_t{1}, kMostEntriesAtOnce);
     std::optional<Value> value = rules_.readDictionary(dictionary);
     return value && put(*std::move(value));
   }
@@ -132,7 +135,9 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
   const Rules rules_;
   BlockArena arena_;  // of texts and dictionaries
   std::array<String, 64> keys_;
-  std::size_t entriesOfLast_ = 1;
+  // Of the next object at each depth: those that follow one another are often alike. Deeper ones start small,
+  // so that a text that opens many takes little for each.
+  std::array<std::size_t, 8> expectedEntries_{};
   Value root_;
   std::vector<OpenContainer> open_;
 };
