@@ -213,7 +213,7 @@ bool addEntriesOf(const Dictionary& left, const Dictionary& right, Pairs& pairs)
 }
 
 /// Whether two values are equal, but for the elements that are added to the pairs.
-[[gnu::cold]] bool isEqualButForElements(const Value& left, const Value& right, Pairs& pairs) {
+bool isEqualButForElements(const Value& left, const Value& right, Pairs& pairs) {
   if (left.kind() != right.kind()) return false;
   switch (left.kind()) {
     case Value::Kind::Null:

@@ -65,7 +65,7 @@ void DeduplicationStore::insert(Key key, std::int32_t count) {
   }
 }
 
-[[gnu::cold]] void DeduplicationStore::forgetLessRepeatedHalf() {
+void DeduplicationStore::forgetLessRepeatedHalf() {
   std::vector<decltype(counts_)::iterator> entries;
   entries.reserve(counts_.size());
   for (auto entry = counts_.begin(); entry != counts_.end(); ++entry) entries.push_back(entry);
