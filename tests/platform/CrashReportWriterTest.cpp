@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -17,10 +17,9 @@
 #include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <thread>
 #include <ucontext.h>
 #include <unistd.h>
-#include <vector>
+#include <utility>
 
 #include <pxalog/CrashReport.h>
 
@@ -30,9 +29,9 @@
 #include "platform/linux/crash/ReportFile.h"
 #include "platform/linux/crash/registers.h"
 #include "platform/linux/crash/report_writer.h"
+#include "support/BackgroundCall.h"
 #include "support/TemporaryDirectory.h"
 #include "support/values.h"
-#include "support/wait.h"
 
 namespace pxa::crash {
 namespace {
@@ -140,17 +139,32 @@ std::atomic<int> steps = 0;
 
 constexpr const char* kNameOfTheOtherThread = "waits (for) it";
 
-/// A thread that waits, in a function that notes from where it was called.
-struct Waiting {
-  std::atomic<std::uint64_t> caller = 0;
-  std::atomic<bool> isDone = false;
-};
+/// What a thread waits for, in a function that notes from where it was called: the end of a pipe.
+class Waiting {
+ public:
+  Waiting() { EXPECT_EQ(::pipe2(ends_.data(), O_CLOEXEC), 0); }
+  Waiting(const Waiting&) = delete;
+  Waiting& operator=(const Waiting&) = delete;
+  ~Waiting() {
+    end();
+    ::close(ends_[0]);
+  }
 
-[[gnu::noinline]] void waitInside(Waiting& waiting) {
-  waiting.caller = reinterpret_cast<std::uint64_t>(__builtin_return_address(0));
-  while (!waiting.isDone) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  ++steps;
-}
+  [[gnu::noinline]] void wait() {
+    caller_ = reinterpret_cast<std::uint64_t>(__builtin_return_address(0));
+    char byte = 0;
+    EXPECT_EQ(::read(ends_[0], &byte, 1), 0);
+    ++steps;
+  }
+  void end() {
+    if (ends_[1] >= 0) ::close(std::exchange(ends_[1], -1));
+  }
+  [[nodiscard]] std::uint64_t caller() const { return caller_; }
+
+ private:
+  std::array<int, 2> ends_{-1, -1};
+  std::atomic<std::uint64_t> caller_ = 0;
+};
 
 class WriteReport : public testing::Test {
  protected:
@@ -171,16 +185,12 @@ class WriteReport : public testing::Test {
     crash_.process = ::getpid();
     crash_.thread = ::gettid();
     crash_.time = 1'600'000'000;
-    thread_ = std::thread([this] {
-      ::pthread_setname_np(::pthread_self(), kNameOfTheOtherThread);
-      waitInside(waiting_);
-      ++steps;
-    });
-    ASSERT_TRUE(test::waitUntil([this] { return waiting_.caller != 0; }));
+    // A thread on its way into a sanitizer, or out of it, may be where nothing tells how to unwind its stack.
+    ASSERT_TRUE(otherThread_.blocks());
   }
   void TearDown() override {
-    waiting_.isDone = true;
-    thread_.join();
+    waiting_.end();
+    EXPECT_TRUE(otherThread_.returns());
   }
 
   /// Writes the report of a crash of this thread in this function, and reads it back.
@@ -209,10 +219,14 @@ class WriteReport : public testing::Test {
 
  private:
   Waiting waiting_;
-  std::thread thread_;
+  test::BackgroundCall<void> otherThread_{[this] {
+    ::pthread_setname_np(::pthread_self(), kNameOfTheOtherThread);
+    waiting_.wait();
+    ++steps;
+  }};
 
  protected:
-  [[nodiscard]] std::uint64_t callerOfTheOtherThread() const { return waiting_.caller; }
+  [[nodiscard]] std::uint64_t callerOfTheOtherThread() const { return waiting_.caller(); }
 };
 
 TEST_F(WriteReport, TellsWhatWasKnownBeforehand) {
