@@ -355,6 +355,17 @@ TEST(CborKeyedArchive, ReadsTheDeepestThatItWrites) {
   }
 }
 
+TEST(CborKeyedArchive, WritesTheDeepestThatItReads) {
+  const std::vector<std::string> bottoms = {"\x05", "\x60", "\x80", "\xA1\x65\0int8\x05"s};
+  for (const std::string& bottom : bottoms) {
+    std::optional<Dictionary> deepest;
+    for (std::size_t levels = 0; levels <= kDeepest; ++levels)
+      if (const auto read = unarchive("\xA1\x61k" + std::string(levels, '\x81') + bottom)) deepest = read;
+    ASSERT_TRUE(deepest);
+    EXPECT_TRUE(isWrittenAndRead(*deepest)) << Value(*deepest).description().view();
+  }
+}
+
 TEST(CborKeyedArchive, RefusesToArchiveAMillionLevels) {
   EXPECT_THROW(archive(nested("bottom", 1'000'000)), std::invalid_argument);
 }

@@ -184,9 +184,16 @@ Json valueOf(const Number& number) {
   }
 }
 
-Json numberToJson(const Number& number) {
+/// How deep the values in a container may go. Throws when there may be no container.
+std::size_t levelsInside(std::size_t levelsLeft) {
+  if (levelsLeft == 0) throw std::invalid_argument("a value nested too deeply has no archived form");
+  return levelsLeft - 1;
+}
+
+Json numberToJson(const Number& number, std::size_t levelsLeft) {
   if (number.kind() == Number::Kind::Char && isOfAnArchivesOwnKind(number)) return number.boolValue();
   if (isOfAnArchivesOwnKind(number)) return valueOf(number);
+  levelsInside(levelsLeft);
   return Json::object(
       {{kMark + std::string(kKindNames[static_cast<std::size_t>(number.kind())]), valueOf(number)}});
 }
@@ -252,25 +259,26 @@ std::string archivedKey(std::string_view key) {
 }
 
 Json toJson(const Value& value, std::size_t levelsLeft) {
-  if (levelsLeft == 0) throw std::invalid_argument("a value nested too deeply has no archived form");
   switch (value.kind()) {
     case Value::Kind::Null:
       return nullptr;
     case Value::Kind::Number:
-      return numberToJson(value.number());
+      return numberToJson(value.number(), levelsLeft);
     case Value::Kind::String:
       return std::string(value.bytes());
     case Value::Kind::Data:
       return Json::binary({value.bytes().begin(), value.bytes().end()});
     case Value::Kind::Array: {
       Json array = Json::array();
-      for (const Value& element : value.array()) array.push_back(toJson(element, levelsLeft - 1));
+      const std::size_t inside = levelsInside(levelsLeft);
+      for (const Value& element : value.array()) array.push_back(toJson(element, inside));
       return array;
     }
     case Value::Kind::Dictionary: {
       Json object = Json::object();
+      const std::size_t inside = levelsInside(levelsLeft);
       for (const Dictionary::Entry& entry : value.dictionary())
-        object.emplace(archivedKey(entry.key.view()), toJson(entry.value, levelsLeft - 1));
+        object.emplace(archivedKey(entry.key.view()), toJson(entry.value, inside));
       return object;
     }
     case Value::Kind::Object:
