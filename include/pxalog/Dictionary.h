@@ -48,10 +48,10 @@ class PXALOG_EXPORT Dictionary {
 
   /// Puts the value under the key; a key that is there keeps its place. A nil key does nothing.
   void set(const String& key, Value value);
-  /// Takes the key out; a key that is not there does nothing.
   /// Puts every entry of the other under its key, or those alone whose keys are not there.
   void setAll(const Dictionary& other);
   void setMissing(const Dictionary& other);
+  /// Takes the key out; a key that is not there does nothing.
   void remove(std::string_view key) noexcept;
 
   /// From now on this dictionary, whoever holds it, ignores changes; what its values hold is not touched.

@@ -7,19 +7,12 @@ namespace pxa {
 
 using namespace literals;
 
-namespace {
-
-/// Level and error code.
-constexpr std::size_t kOwnFields = 2;
-
-}  // namespace
-
 VeskEvent::VeskEvent(const String& logLevel, const String& errorCode, Data body, std::int64_t sendTime)
     : body_(std::move(body)),
       sendTime_(sendTime),
       host_(""_text),
-      logLevel_(logLevel.isNil() ? ""_text : logLevel),
-      errorCode_(errorCode) {}
+      line_({(logLevel.isNil() ? ""_text : logLevel).utf8(), errorCode.isEmpty() ? Value() : errorCode.utf8(),
+             nullptr}) {}
 
 VeskEventRef
 VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
@@ -38,21 +31,23 @@ const EventOriginRef& VeskEvent::noOrigin() {
 }
 
 const Value* VeskEvent::field(std::string_view key) const {
-  const Value& all = fields();
-  if (all.kind() != Value::Kind::Dictionary) return nullptr;
-  const auto* const entry = detail::Borrow::dictionary(all).find(key);
+  if (line_) {
+    if (key == key::logLevel().view()) return &line_->logLevel;
+    if (key == key::errorCode().view()) return line_->errorCode.isNull() ? nullptr : &line_->errorCode;
+    return line_->common == nullptr ? nullptr : line_->common->fields().find(key);
+  }
+  if (fields_.kind() != Value::Kind::Dictionary) return nullptr;
+  const auto* const entry = detail::Borrow::dictionary(fields_).find(key);
   return entry == nullptr ? nullptr : &entry->value;
 }
 
-void VeskEvent::makeFieldsIn(BlockArena* arena, std::size_t more) const {
-  using Body = detail::DictionaryBody;
-  const std::size_t capacity = kOwnFields + more;
-  Dictionary fields =
-      detail::Adopt::dictionary(arena == nullptr ? Body::create(capacity) : Body::create(capacity, *arena));
-  if (!errorCode_.isEmpty()) fields.set(key::errorCode(), errorCode_.utf8());
-  fields.set(key::logLevel(), logLevel_.utf8());
+void VeskEvent::makeFields() const {
+  Dictionary fields;
+  if (!line_->errorCode.isNull()) fields.set(key::errorCode(), line_->errorCode);
+  fields.set(key::logLevel(), line_->logLevel);
+  if (line_->common != nullptr) fields.setAll(line_->common->fields());
   fields_ = std::move(fields);
-  logLevel_ = nullptr;
+  line_.reset();
 }
 
 void VeskEvent::changeOrigin(Value EventOrigin::*member, Value value) {

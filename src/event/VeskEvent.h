@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -10,9 +10,10 @@
 #include <pxalog/String.h>
 #include <pxalog/Value.h>
 
+#include "event/CommonFields.h"
+
 namespace pxa {
 
-class BlockArena;
 class VeskEvent;
 using VeskEventRef = std::shared_ptr<VeskEvent>;
 
@@ -28,6 +29,13 @@ struct EventOrigin {
   bool operator==(const EventOrigin&) const = default;
 };
 using EventOriginRef = std::shared_ptr<const EventOrigin>;
+
+/// The fields of a log line, before anyone asks for a dictionary of them.
+struct LineFields {
+  Value logLevel;
+  Value errorCode;         ///< null for none
+  CommonFieldsRef common;  ///< nullptr until the line is completed
+};
 
 /// One log line, crash report or measurement on its way from the call that builds it to the collector. Plain
 /// data: it checks nothing and copies nothing; whoever holds the fields dictionary it was given sees and
@@ -63,15 +71,15 @@ class VeskEvent {
   [[nodiscard]] const Value& body() const { return body_; }
   [[nodiscard]] std::int64_t sendTime() const { return sendTime_; }
   [[nodiscard]] const Value& host() const { return host_; }
-  /// Those of a log line are made when they are first asked for: not by the thread that logs.
+  /// The dictionary of a log line is made when it is first asked for.
   [[nodiscard]] const Value& fields() const {
-    if (!logLevel_.isNil()) makeFieldsIn(nullptr, 0);
+    if (line_) makeFields();
     return fields_;
   }
-  /// Makes those of a log line among the other things of an arena, with room for so many more.
-  void makeFieldsIn(BlockArena& arena, std::size_t more) {
-    if (!logLevel_.isNil()) makeFieldsIn(&arena, more);
-  }
+  /// The fields of a log line of which no dictionary is made; nullptr for any other event.
+  [[nodiscard]] const LineFields* line() const { return line_ ? &*line_ : nullptr; }
+  /// Gives a log line of which no dictionary is made the fields that it has in common with others.
+  void completeLine(CommonFieldsRef common) { line_->common = std::move(common); }
   /// The field under the key; nullptr when there is none.
   [[nodiscard]] const Value* field(std::string_view key) const;
   [[nodiscard]] const Value& handleId() const { return origin_->handleId; }
@@ -85,7 +93,7 @@ class VeskEvent {
   void setSendTime(std::int64_t value) { sendTime_ = value; }
   void setHost(Value value) { host_ = std::move(value); }
   void setFields(Value value) {
-    logLevel_ = nullptr;
+    line_.reset();
     fields_ = std::move(value);
   }
 
@@ -101,15 +109,14 @@ class VeskEvent {
   static const EventOriginRef& noOrigin();
   /// From then on the event has an origin of its own.
   void changeOrigin(Value EventOrigin::*member, Value value);
-  void makeFieldsIn(BlockArena* arena, std::size_t more) const;
+  void makeFields() const;
 
   EventOriginRef origin_;
   Value body_;
   std::int64_t sendTime_ = 0;
   Value host_;
   mutable Value fields_;
-  mutable String logLevel_;  // nil once the fields are made
-  String errorCode_;
+  mutable std::optional<LineFields> line_;  // until the dictionary is made
 };
 
 }  // namespace pxa

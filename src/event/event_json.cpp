@@ -27,16 +27,20 @@ class DecimalText {
 };
 
 /// Writes the members of one event's object: the record's own first, each only if the fields hold no entry of
-/// that name, then the fields, then the index in the bulk.
+/// that name, then the fields, then the index in the bulk. Makes no dictionary of the fields of a log line.
 template <class Sink>
 class EventEmitter {
  public:
   EventEmitter(const VeskEvent& event, std::optional<std::int32_t> bulkIndex, Sink& sink)
-      : event_(event), fields_(event.fields().dictionary()), bulkIndex_(bulkIndex), json_(sink) {}
+      : event_(event),
+        fields_(event.line() == nullptr ? event.fields().dictionary() : nullptr),
+        bulkIndex_(bulkIndex),
+        sink_(sink),
+        json_(sink) {}
 
   [[nodiscard]] bool object() {
     json_.byte('{');
-    if (!recordMembers()) return false;
+    if (!recordMembers() || !lineMembers()) return false;
     for (const Dictionary::Entry& field : fields_) {
       if (bulkIndex_ && field.key.view() == key::bulkIndex().view()) continue;
       if (!member(field.key.view(), field.value)) return false;
@@ -58,6 +62,15 @@ class EventEmitter {
     return recordMember(key::host(), event_.host());
   }
 
+  bool lineMembers() {
+    const LineFields* line = event_.line();
+    if (line == nullptr) return true;
+    if (!line->errorCode.isNull() && !member(key::errorCode().view(), line->errorCode)) return false;
+    if (!member(key::logLevel().view(), line->logLevel)) return false;
+    if (line->common != nullptr) sink_.append(line->common->members().view());
+    return true;
+  }
+
   bool recordMember(const String& name, const Value& value) {
     return value.isNull() || fields_.contains(name.view()) || member(name.view(), value);
   }
@@ -74,6 +87,7 @@ class EventEmitter {
   const VeskEvent& event_;
   const Dictionary fields_;
   const std::optional<std::int32_t> bulkIndex_;
+  Sink& sink_;
   JsonEmitter<Sink> json_;
   bool isFirst_ = true;
 };

@@ -6,17 +6,15 @@
 #include <vector>
 
 #include "api/handle/GlobalLock.h"
-#include "api/handle/common_fields.h"
 #include "api/handle/handle_table.h"
-#include "api/handle/host_address.h"
 #include "api/handle/process_state.h"
 #include "diagnostics/Ledger.h"
 #include "event/event_json.h"
 #include "event/event_keys.h"
-#include "foundation/BlockArena.h"
 #include "platform/BackgroundThread.h"
 #include "platform/Platform.h"
 #include "transport/BulkEventLists.h"
+#include "transport/EventCompletion.h"
 #include "transport/collector_request.h"
 #include "transport/send_gate.h"
 #include "transport/session_regeneration.h"
@@ -65,21 +63,6 @@ Ledger::Reason reasonOf(GateVerdict verdict) {
   }
 }
 
-/// The handle, or nullptr. The fields of its event are there then, with room for what completes them.
-VeskHandleRef handleWithFields(VeskEvent& event, const String& handleId, BlockArena& arena) {
-  const GlobalGuard guard;
-  VeskHandleRef handle = PXALog::rdm_getHandler(handleId);
-  if (handle != nullptr) event.makeFieldsIn(arena, commonFieldCount(*handle));
-  return handle;
-}
-
-/// An event without a user takes the handle's, as text.
-void completeUserId(Dictionary& fields, const VeskHandle& handle) {
-  if (!textOfBytes(fields.find(key::userId().view())).empty()) return;
-  const GlobalGuard guard;
-  if (!handle.userId().isNil()) fields.set(key::userId(), handle.userId());
-}
-
 /// Without the memory for it there is no new session; the crash goes out all the same.
 void startNewSession(const VeskEventRef& crash, BulkEventLists::EventList& bulk,
                      const VeskHandleRef& handle) {
@@ -92,12 +75,8 @@ void startNewSession(const VeskEventRef& crash, BulkEventLists::EventList& bulk,
 /// Puts an admitted event into its project's list. False when the project has none any more. Throws only
 /// before the event is in the list.
 bool gather(const VeskEventRef& event, const VeskHandleRef& handle) {
-  Dictionary fields = event->fields().dictionary();
-  const bool hasDump = fields.contains(key::dumpData().view());
-  if (!hasDump) {
-    fields.remove(key::symbolMethod().view());
-    fields.remove(key::crashStyle().view());
-  }
+  const bool hasDump = event->field(key::dumpData().view()) != nullptr;
+  if (!hasDump && event->line() == nullptr) removeDumpFields(event->fields().dictionary());
   const GlobalGuard guard;
   BulkEventLists::EventList* bulk = bulkEventLists().find(event->projectName().bytes());
   if (bulk == nullptr) return false;
@@ -114,23 +93,20 @@ bool hasProjectList(const VeskEvent& event) {
 
 /// Completes one event and gathers it if the gate lets it pass. Adds its length to the bytes of the pass when
 /// it reaches the gate.
-Step process(const VeskEventRef& event, std::int64_t& bytes, BlockArena& arena) {
+Step process(const VeskEventRef& event, std::int64_t& bytes, EventCompletion& completion) {
   const String handleId = event->handleId().string();
   if (event->handleId().isNull()) {
     drop(&Dropped::noHandleId);
     return Step::Continue;
   }
-  const VeskHandleRef handle = handleWithFields(*event, handleId, arena);
+  const VeskHandleRef handle = PXALog::rdm_getHandler(handleId);
   if (handle == nullptr) {
     drop(&Dropped::unknownHandle);
     return Step::Continue;
   }
   // Measured before it is completed: the limit of a pass is on what was queued.
   const auto length = static_cast<std::int64_t>(jsonLengthOf(*event));
-  Dictionary fields = event->fields().dictionary();
-  if (!PXALog::copyCommonFields_forHandlerId(fields, handleId)) return Step::EndThread;
-  event->setHost(PXALog::getHost());
-  completeUserId(fields, *handle);
+  if (!completion.complete(*event, handleId)) return Step::EndThread;
   if (!hasProjectList(*event)) {
     drop(&Dropped::noProjectList);
     return Step::Continue;
@@ -147,12 +123,12 @@ Step process(const VeskEventRef& event, std::int64_t& bytes, BlockArena& arena) 
 /// Takes at most that many events, and no more after the one that makes the pass too large.
 Step gatherEvents(VeskBlockQueue& queue, std::int32_t count) {
   std::int64_t bytes = 0;
-  BlockArena arena;  // for the fields of the events, which go together
+  EventCompletion completion;
   for (std::int32_t taken = 0; taken < count && bytes <= kMostBytesOfAPass; ++taken) {
     const VeskEventRef event = takeNextEvent(queue);
     if (event == nullptr) break;
     try {
-      if (process(event, bytes, arena) == Step::EndThread) return Step::EndThread;
+      if (process(event, bytes, completion) == Step::EndThread) return Step::EndThread;
     } catch (const std::exception&) {
       drop(&Dropped::outOfMemory);
     }

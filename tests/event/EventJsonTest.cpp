@@ -368,6 +368,36 @@ TEST(EventJson, LeavesTheBulkAsItWasWhenItCannotBeWritten) {
   EXPECT_EQ(text.view(), R"([before{"rdmBulkIndex":"0"})");
 }
 
+/// A log line, completed with the common fields if there are some.
+VeskEventRef logLine(const String& errorCode, const CommonFieldsRef& common) {
+  auto line = std::make_shared<VeskEvent>("INFO", errorCode, Data("a \"body\""sv), 12);
+  line->setOrigin(std::make_shared<const EventOrigin>(EventOrigin{"name", nullptr, "type", "source", "7"}));
+  if (common != nullptr) line->completeLine(common);
+  return line;
+}
+
+TEST(EventJson, OfALogLineIsThatOfTheSameFieldsInADictionary) {
+  const CommonFieldsRef common = CommonFields::of({{"Platform", Data("iOS 12.1"sv)},
+                                                   {"a \"quoted\" name", "line\nend"},
+                                                   {"empty", ""},
+                                                   {"errorRate", "2"}});
+  ASSERT_NE(common, nullptr);
+  for (const CommonFieldsRef& completion : {CommonFieldsRef(), CommonFields::of(Dictionary()), common})
+    for (const char* errorCode : {"", "E1"}) {
+      const VeskEventRef line = logLine(errorCode, completion);
+      const Data alone = getJsonFromVeskEvent(line);
+      const Data inBulk = getJsonFromVeskEvent_rdmBulkIndex(line, 7);
+      const std::size_t length = jsonLengthOf(*line);
+      ASSERT_NE(line->line(), nullptr) << "a dictionary was made";
+      ASSERT_EQ(line->fields().kind(), Value::Kind::Dictionary);
+      ASSERT_EQ(line->line(), nullptr);
+      EXPECT_EQ(alone, getJsonFromVeskEvent(line));
+      EXPECT_EQ(inBulk, getJsonFromVeskEvent_rdmBulkIndex(line, 7));
+      EXPECT_EQ(length, alone.size());
+      EXPECT_EQ(parsed(alone).value("errorCode").isNull(), *errorCode == '\0');
+    }
+}
+
 TEST(EventJson, HasTheLengthThatIsToldWithoutWriting) {
   const VeskEventRef events[] = {
       std::make_shared<VeskEvent>(),

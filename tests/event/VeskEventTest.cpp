@@ -11,7 +11,7 @@
 #include <pxalog/Dictionary.h>
 
 #include "event/VeskEvent.h"
-#include "foundation/BlockArena.h"
+#include "support/values.h"
 
 namespace pxa {
 namespace {
@@ -372,14 +372,41 @@ TEST(LogLine, HasTheFieldsThatItIsGivenInsteadOfItsOwn) {
   EXPECT_EQ(event->field("logLevel"), nullptr);
 }
 
-TEST(LogLine, HasTheSameFieldsInAnArena) {
-  const VeskEventRef event = logLine("WARN", "E1");
-  {
-    BlockArena arena;
-    event->makeFieldsIn(arena, 3);
-    event->makeFieldsIn(arena, 3);
-  }
-  EXPECT_TRUE(event->fields() == logLine("WARN", "E1")->fields());
+TEST(LogLine, HasWhatItIsCompletedWithBehindItsOwnFields) {
+  const VeskEventRef event = logLine("INFO", "E1");
+  event->completeLine(CommonFields::of({{"Platform", Data("iOS"sv)}, {"mine", "text"}}));
+  ASSERT_NE(event->field("mine"), nullptr);
+  EXPECT_TRUE(*event->field("mine") == Value("text"));
+  EXPECT_TRUE(*event->field("errorCode") == Value(Data("E1"sv)));
+  EXPECT_TRUE(*event->field("logLevel") == Value(Data("INFO"sv)));
+  EXPECT_EQ(event->field("other"), nullptr);
+  EXPECT_EQ(test::keysOf(event->fields().dictionary()),
+            (std::vector<std::string>{"errorCode", "logLevel", "Platform", "mine"}));
+  EXPECT_TRUE(*event->field("mine") == Value("text"));
+}
+
+TEST(LogLine, ChangesNoOtherLineWithItsFields) {
+  const CommonFieldsRef common = CommonFields::of({{"mine", "text"}});
+  const VeskEventRef event = logLine("INFO", nullptr);
+  const VeskEventRef other = logLine("INFO", nullptr);
+  event->completeLine(common);
+  other->completeLine(common);
+  event->fields().dictionary().set("mine", "changed");
+  EXPECT_TRUE(*other->field("mine") == Value("text"));
+  EXPECT_TRUE(other->fields().dictionary().value("mine") == Value("text"));
+}
+
+TEST(CommonFields, CannotBeSharedUnderANameThatLinesHaveOfTheirOwnOrNever) {
+  for (const char* name : {"projectName", "projectVersion", "logType", "logSource", "body", "sendTime",
+                           "host", "logLevel", "errorCode", "rdmBulkIndex", "DmpData"})
+    EXPECT_EQ(CommonFields::of({{"mine", "text"}, {name, "text"}}), nullptr) << name;
+  EXPECT_NE(CommonFields::of({{"mine", "text"}, {"errorRate", "text"}}), nullptr);
+  EXPECT_NE(CommonFields::of(Dictionary()), nullptr);
+}
+
+TEST(CommonFields, CannotBeSharedWhenOneIsNoText) {
+  for (const Value& other : {Value(), Value(1), Value(Array()), Value(Dictionary()), Value(Data("\xFF"sv))})
+    EXPECT_EQ(CommonFields::of({{"mine", "text"}, {"other", other}}), nullptr);
 }
 
 TEST(LogLine, ChangesAloneWhatItSharesWithOthers) {

@@ -37,6 +37,7 @@ using test::letOnePassHappen;
 using test::makeEvent;
 using test::openWithoutSessionLog;
 using test::startSendLoop;
+using test::text;
 using test::textsOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -294,6 +295,120 @@ TEST_F(SendLoop, CompletesAnEventWithTheCommonFieldsAsTheyAreAtSendTime) {
   ASSERT_TRUE(letOnePassHappen());
   EXPECT_THAT(textsOf(p_, 0, "mine"), ElementsAre("later"));
   EXPECT_THAT(textsOf(p_, 0, "Platform"), ElementsAre("iOS 12.1"));
+}
+
+TEST_F(SendLoop, SendsOfALogLineWhatItSendsOfAnEventWithTheSameFields) {
+  startSendLoop(p_);
+  PXALog::setUserId_forHandlerId("ada", "h");
+  PXALog::setCustomField_forKey_forHandleId("a \"quoted\" value", "mine", "h");
+  PXALog::info_withMessage_atLocation_forHandleId("E1", "message", nullptr, "h");
+  const VeskEventRef event = makeEvent();
+  Dictionary fields = event->fields().dictionary();
+  fields.set("errorCode", bytesOf("E1"));
+  enqueue(event);
+  ASSERT_TRUE(letOnePassHappen());
+  const std::vector<Dictionary> sent = test::elementsOf(p_.urlLoader.bodies().at(0));
+  ASSERT_THAT(sent, SizeIs(2));
+  Dictionary ofLine = sent[0];
+  Dictionary ofEvent = sent[1];
+  for (const char* different : {"projectVersion", "logType", "logSource", "sendTime", "rdmBulkIndex"}) {
+    EXPECT_TRUE(ofLine.contains(different)) << different;
+    ofLine.remove(different);
+    ofEvent.remove(different);
+  }
+  EXPECT_EQ(text(ofLine.value("mine")), "a \"quoted\" value");
+  EXPECT_EQ(Value(ofLine), Value(ofEvent));
+}
+
+/// Two log lines of one pass, between which something changes.
+class SendLoopBetweenLines : public SendLoop {
+ protected:
+  /// What both sent under the key.
+  Texts sentAround(const std::function<void()>& change, std::string_view key) {
+    p_.device.generationOfFacts = 1;
+    startSendLoop(p_);
+    PXALog::info_withMessage_atLocation_forHandleId(nullptr, "before", nullptr, "h");
+    enqueueThatDoes(change);
+    PXALog::info_withMessage_atLocation_forHandleId(nullptr, "after", nullptr, "h");
+    EXPECT_TRUE(letOnePassHappen());
+    Texts sent = textsOf(p_, 0, key);
+    if (sent.size() == 3) sent.erase(sent.begin() + 1);
+    return sent;
+  }
+};
+
+TEST_F(SendLoopBetweenLines, CompletesEachWithTheUserOfItsMoment) {
+  PXALog::setUserId_forHandlerId("ada", "h");
+  EXPECT_THAT(sentAround([] { PXALog::setUserId_forHandlerId("grace", "h"); }, "UserID"),
+              ElementsAre("ada", "grace"));
+}
+
+TEST_F(SendLoopBetweenLines, CompletesEachWithTheCustomFieldsOfItsMoment) {
+  PXALog::setCustomField_forKey_forHandleId("old", "mine", "h");
+  EXPECT_THAT(sentAround([] { PXALog::setCustomField_forKey_forHandleId("new", "mine", "h"); }, "mine"),
+              ElementsAre("old", "new"));
+}
+
+TEST_F(SendLoopBetweenLines, CompletesEachWithTheNetworkOfItsMoment) {
+  const auto setNetwork = [](const char* type) {
+    const GlobalGuard guard;
+    networkRecord()->setNetworkType(type);
+  };
+  setNetwork("Cellular");
+  EXPECT_THAT(sentAround([&] { setNetwork("Wi-Fi"); }, "NetworkType"), ElementsAre("Cellular", "Wi-Fi"));
+}
+
+TEST_F(SendLoopBetweenLines, CompletesEachWithTheDeviceFactsOfItsMoment) {
+  EXPECT_THAT(sentAround(
+                  [&] {
+                    p_.device.version = "13.0";
+                    p_.device.generationOfFacts = 2;
+                  },
+                  "Platform"),
+              ElementsAre("iOS 12.1", "iOS 13.0"));
+}
+
+TEST_F(SendLoopBetweenLines, CompletesEachWithTheHostOfItsMoment) {
+  EXPECT_THAT(sentAround([] { PXALog::enableHost(false); }, "host"), ElementsAre("192.0.2.7", "-"));
+}
+
+TEST_F(SendLoop, CompletesTheLinesOfEachHandleWithItsOwnFields) {
+  openWithoutSessionLog("other")->setIsDeduplicate(false);
+  p_.device.generationOfFacts = 1;
+  PXALog::setCustomField_forKey_forHandleId("of h", "mine", "h");
+  PXALog::setCustomField_forKey_forHandleId("of other", "mine", "other");
+  startSendLoop(p_);
+  for (const char* handle : {"h", "other", "h", "other"})
+    PXALog::info_withMessage_atLocation_forHandleId(nullptr, "message", nullptr, handle);
+  ASSERT_TRUE(letOnePassHappen());
+  EXPECT_THAT(textsOf(p_, 0, "mine"), ElementsAre("of h", "of other", "of h", "of other"));
+}
+
+TEST_F(SendLoop, SendsALogLineWithoutTheDumpsFields) {
+  startSendLoop(p_);
+  PXALog::info_withMessage_atLocation_forHandleId(nullptr, "message", nullptr, "h");
+  ASSERT_TRUE(letOnePassHappen());
+  EXPECT_THAT(textsOf(p_, 0, "SymMethod"), ElementsAre("(none)"));
+  EXPECT_THAT(textsOf(p_, 0, "CrashStyle"), ElementsAre("(none)"));
+  EXPECT_THAT(textsOf(p_, 0, "logVersion"), ElementsAre("v2"));
+}
+
+TEST_F(SendLoop, SendsALogLineWhoseCustomFieldIsNamedLikeTheIndexInTheBulk) {
+  startSendLoop(p_);
+  PXALog::setCustomField_forKey_forHandleId("mine", "rdmBulkIndex", "h");
+  PXALog::info_withMessage_atLocation_forHandleId(nullptr, "message", nullptr, "h");
+  ASSERT_TRUE(letOnePassHappen());
+  EXPECT_THAT(textsOf(p_, 0, "rdmBulkIndex"), ElementsAre("0"));
+  EXPECT_THAT(textsOf(p_, 0, "SymMethod"), ElementsAre("(none)"));
+}
+
+TEST_F(SendLoop, TakesACustomErrorRateOfALogLineForItsOwn) {
+  startSendLoop(p_);
+  PXALog::setCustomField_forKey_forHandleId("4", "errorRate", "h");
+  PXALog::info_withMessage_atLocation_forHandleId(nullptr, "message", nullptr, "h");
+  ASSERT_TRUE(letOnePassHappen());
+  EXPECT_THAT(bodiesOf(0), IsEmpty());
+  EXPECT_EQ(dropped(&Diagnostics::DroppedEvents::tooManyFailures), 1U);
 }
 
 TEST_F(SendLoop, StoresTheHandlesUserIdAsTextInAnEventWhoseUserIdIsEmpty) {

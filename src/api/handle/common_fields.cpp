@@ -14,6 +14,7 @@
 #include "event/event_keys.h"
 #include "foundation/Mutex.h"
 #include "foundation/ascii.h"
+#include "foundation/bodies.h"
 #include "platform/Platform.h"
 
 namespace pxa {
@@ -87,12 +88,14 @@ Dictionary deviceFacts() {
 }
 
 /// The caller holds the global lock.
-void copyNetworkType(Dictionary& fields) {
-  String networkType = "No Connection"_text;
+String currentNetworkType() {
   if (const VeskHandleRef& network = networkRecord(); network != nullptr)
-    if (const String& known = network->networkType(); !known.isNil() && known.view() != "NONE")
-      networkType = known;
-  fields.set(key::networkType(), networkType.utf8());
+    if (const String& known = network->networkType(); !known.isNil() && known.view() != "NONE") return known;
+  return "No Connection"_text;
+}
+
+bool isOneDictionary(const Value& left, const Value& right) {
+  return &detail::Borrow::dictionary(left) == &detail::Borrow::dictionary(right);
 }
 
 }  // namespace
@@ -102,20 +105,30 @@ bool PXALog::copyCommonFields(Dictionary fields) {
 }
 
 bool PXALog::copyCommonFields_forHandlerId(Dictionary fields, const String& handleId) {
-  const Dictionary facts = deviceFacts();
-  const GlobalGuard guard;
-  VeskHandle* const handle = findHandle(handleId);
-  if (handle == nullptr) return false;
-  fields.setAll(facts);
-  copyNetworkType(fields);
-  if (!handle->userId().isNil()) fields.set(key::userId(), handle->userId().utf8());
-  fields.setMissing(handle->customTexts());
-  return true;
+  const std::optional<CommonFacts> facts = CommonFacts::of(handleId);
+  if (facts) facts->copyTo(std::move(fields));
+  return facts.has_value();
 }
 
-std::size_t commonFieldCount(const VeskHandle& handle) {
-  constexpr std::size_t kFactsOfDeviceNetworkAndUser = 7;
-  return kFactsOfDeviceNetworkAndUser + handle.customFields().size();
+std::optional<CommonFacts> CommonFacts::of(const String& handleId) {
+  Dictionary deviceFields = deviceFacts();
+  const GlobalGuard guard;
+  VeskHandle* const handle = findHandle(handleId);
+  if (handle == nullptr) return std::nullopt;
+  return CommonFacts{std::move(deviceFields), currentNetworkType(), handle->userId(), handle->customTexts()};
+}
+
+void CommonFacts::copyTo(Dictionary fields) const {
+  fields.setAll(deviceFields.dictionary());
+  fields.set(key::networkType(), networkType.utf8());
+  if (!userId.isNil()) fields.set(key::userId(), userId.utf8());
+  fields.setMissing(customTexts.dictionary());
+}
+
+bool CommonFacts::areStill(const CommonFacts& other) const {
+  return isOneDictionary(deviceFields, other.deviceFields) &&
+         isOneDictionary(customTexts, other.customTexts) && networkType == other.networkType &&
+         userId == other.userId;
 }
 
 void setOrUnknown(Dictionary& fields, const String& key, const String& text) {

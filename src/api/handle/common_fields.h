@@ -1,14 +1,13 @@
 #pragma once
 
-#include <cstddef>
+#include <optional>
 #include <string_view>
 
 #include <pxalog/Dictionary.h>
 #include <pxalog/String.h>
+#include <pxalog/Value.h>
 
 namespace pxa {
-
-class VeskHandle;
 
 namespace PXALog {
 
@@ -20,8 +19,21 @@ bool copyCommonFields_forHandlerId(Dictionary fields, const String& handleId);
 
 }  // namespace PXALog
 
-/// How many fields copyCommonFields may add. The caller holds the global lock.
-std::size_t commonFieldCount(const VeskHandle& handle);
+/// What the common fields of a handle's events are made of, as of one moment. Never changes.
+struct CommonFacts {
+  Value deviceFields;  ///< dictionary
+  String networkType;
+  String userId;
+  Value customTexts;  ///< dictionary
+
+  /// The facts of the handle as known now; nothing for an unknown handle.
+  static std::optional<CommonFacts> of(const String& handleId);
+
+  /// Does the work of copyCommonFields.
+  void copyTo(Dictionary fields) const;
+  /// Whether both are known to be the same; they may be so without it.
+  [[nodiscard]] bool areStill(const CommonFacts& other) const;
+};
 
 /// Sets a field to the text's bytes, or to those of "Unknown" when it is nil or empty.
 void setOrUnknown(Dictionary& fields, const String& key, const String& text);

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include <pxalog/Data.h>
+#include <pxalog/Dictionary.h>
+
+namespace pxa {
+
+class CommonFields;
+using CommonFieldsRef = std::shared_ptr<const CommonFields>;
+
+/// Fields that log lines have in common when they are sent, written as JSON once for all of them. They never
+/// change.
+class CommonFields {
+ public:
+  /// Takes the dictionary over. nullptr when log lines cannot share the fields: one of them is no text, or has
+  /// the name of something that a line has of its own, or never has.
+  static CommonFieldsRef of(Dictionary fields);
+
+  CommonFields(Dictionary fields, Data members) : fields_(std::move(fields)), members_(std::move(members)) {}
+
+  [[nodiscard]] const Dictionary& fields() const { return fields_; }
+  /// The fields as members of a JSON object, each behind a comma.
+  [[nodiscard]] const Data& members() const { return members_; }
+
+ private:
+  Dictionary fields_;
+  Data members_;
+};
+
+}  // namespace pxa
