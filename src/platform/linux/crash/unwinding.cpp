@@ -60,8 +60,10 @@ __attribute__((noinline)) void unwindHere(FrameList& frames) noexcept {
 }
 
 void prepareUnwinding() noexcept {
-  FrameList frames;
-  unwindHere(frames);
+  // One step does all of it; further ones would find the callers' tables only.
+  unw_context_t context;
+  unw_cursor_t cursor;
+  if (unw_getcontext(&context) == 0 && unw_init_local(&cursor, &context) == 0) unw_step(&cursor);
 }
 
 }  // namespace pxa::crash
