@@ -147,7 +147,7 @@ TEST_F(StoppedThreadsTest, AreAllButTheExceptionWhileTheObjectLives) {
     EXPECT_TRUE(thread.isShownAsStopped);
     // The innermost frames of a stack that grows downwards.
     constexpr std::uint64_t kMostOfAStack = 64U * 1024;
-    EXPECT_LT(thread.stackPointer, thread.stack);
+    EXPECT_LE(thread.stackPointer, thread.stack);
     EXPECT_GT(thread.stackPointer + kMostOfAStack, thread.stack);
   }
   EXPECT_TRUE(goOnRunning());
