@@ -101,6 +101,7 @@ class PXALOG_EXPORT Dictionary {
  private:
   friend class Value;
   friend struct detail::Adopt;
+  friend struct detail::Borrow;
   static constexpr std::size_t kDefaultCapacity = 10;
   explicit Dictionary(detail::DictionaryBody* adopted) noexcept : body_(adopted) {}
   detail::DictionaryBody* body_;

@@ -34,7 +34,7 @@ const Value* VeskEvent::field(std::string_view key) const {
   if (line_) {
     if (key == key::logLevel().view()) return &line_->logLevel;
     if (key == key::errorCode().view()) return line_->errorCode.isNull() ? nullptr : &line_->errorCode;
-    return line_->common == nullptr ? nullptr : line_->common->fields().find(key);
+    return line_->shared == nullptr ? nullptr : line_->shared->fields().find(key);
   }
   if (fields_.kind() != Value::Kind::Dictionary) return nullptr;
   const auto* const entry = detail::Borrow::dictionary(fields_).find(key);
@@ -45,7 +45,7 @@ void VeskEvent::makeFields() const {
   Dictionary fields;
   if (!line_->errorCode.isNull()) fields.set(key::errorCode(), line_->errorCode);
   fields.set(key::logLevel(), line_->logLevel);
-  if (line_->common != nullptr) fields.setAll(line_->common->fields());
+  if (line_->shared != nullptr) fields.setAll(line_->shared->fields());
   fields_ = std::move(fields);
   line_.reset();
 }

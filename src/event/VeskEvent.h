@@ -10,7 +10,7 @@
 #include <pxalog/String.h>
 #include <pxalog/Value.h>
 
-#include "event/CommonFields.h"
+#include "event/SharedLineFields.h"
 
 namespace pxa {
 
@@ -33,8 +33,8 @@ using EventOriginRef = std::shared_ptr<const EventOrigin>;
 /// The fields of a log line, before anyone asks for a dictionary of them.
 struct LineFields {
   Value logLevel;
-  Value errorCode;         ///< null for none
-  CommonFieldsRef common;  ///< nullptr until the line is completed
+  Value errorCode;             ///< null for none
+  SharedLineFieldsRef shared;  ///< nullptr until the line is completed
 };
 
 /// One log line, crash report or measurement on its way from the call that builds it to the collector. Plain
@@ -76,11 +76,12 @@ class VeskEvent {
     if (line_) makeFields();
     return fields_;
   }
-  /// The fields of a log line of which no dictionary is made; nullptr for any other event.
+  /// The fields of a log line of which no dictionary is made; nullptr for any other event. Valid until fields()
+  /// is asked for or the event is changed.
   [[nodiscard]] const LineFields* line() const { return line_ ? &*line_ : nullptr; }
-  /// Gives a log line of which no dictionary is made the fields that it has in common with others.
-  void completeLine(CommonFieldsRef common) { line_->common = std::move(common); }
-  /// The field under the key; nullptr when there is none.
+  /// Gives a log line of which no dictionary is made the fields that it shares with others.
+  void completeLine(SharedLineFieldsRef shared) { line_->shared = std::move(shared); }
+  /// The field under the key; nullptr when there is none. Valid as long as line().
   [[nodiscard]] const Value* field(std::string_view key) const;
   [[nodiscard]] const Value& handleId() const { return origin_->handleId; }
 

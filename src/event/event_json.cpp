@@ -67,7 +67,7 @@ class EventEmitter {
     if (line == nullptr) return true;
     if (!line->errorCode.isNull() && !member(key::errorCode().view(), line->errorCode)) return false;
     if (!member(key::logLevel().view(), line->logLevel)) return false;
-    if (line->common != nullptr) sink_.append(line->common->members().view());
+    if (line->shared != nullptr) sink_.append(line->shared->members().view());
     return true;
   }
 

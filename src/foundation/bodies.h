@@ -103,8 +103,9 @@ struct Adopt {
   static String text(SharedBytes* bytes) noexcept { return String(bytes); }
 };
 
-/// What a value holds, without taking a reference; the value must be of that kind.
+/// What a value holds, without taking a reference; the value must be of that kind, and not nil.
 struct Borrow {
+  static const DictionaryBody& dictionary(const Dictionary& dictionary) noexcept { return *dictionary.body_; }
   static const ArrayBody& array(const Value& value) noexcept { return *value.payload_.array; }
   static const DictionaryBody& dictionary(const Value& value) noexcept { return *value.payload_.dictionary; }
 };

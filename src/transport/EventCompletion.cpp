@@ -27,26 +27,25 @@ bool EventCompletion::complete(VeskEvent& event, const String& handleId) {
   const std::optional<CommonFacts> facts = CommonFacts::of(handleId);
   if (!facts) return false;
   event.setHost(PXALog::getHost());
-  if (event.line() != nullptr)
-    if (const CommonFieldsRef& shared = fieldsOfLines(handleId, *facts); shared != nullptr) {
-      event.completeLine(shared);
-      return true;
-    }
-  completeFields(event.fields().dictionary(), *facts);
+  const SharedLineFieldsRef shared = event.line() != nullptr ? sharedFields(handleId, *facts) : nullptr;
+  if (shared != nullptr)
+    event.completeLine(shared);
+  else
+    completeFields(event.fields().dictionary(), *facts);
   return true;
 }
 
-const CommonFieldsRef& EventCompletion::fieldsOfLines(const String& handleId, const CommonFacts& facts) {
-  auto known = lines_.find(handleId.view());
-  if (known == lines_.end()) known = lines_.emplace(handleId.view(), LinesOfAHandle()).first;
-  LinesOfAHandle& lines = known->second;
-  if (!lines.facts || !lines.facts->areStill(facts)) {
+const SharedLineFieldsRef& EventCompletion::sharedFields(const String& handleId, const CommonFacts& facts) {
+  auto known = shared_.find(handleId.view());
+  if (known == shared_.end()) known = shared_.emplace(handleId.view(), Shared()).first;
+  Shared& shared = known->second;
+  if (!shared.facts || !facts.isKnownToEqual(*shared.facts)) {
     Dictionary fields;
     completeFields(fields, facts);
     removeDumpFields(fields);
-    lines = {facts, CommonFields::of(std::move(fields))};
+    shared = {facts, SharedLineFields::of(std::move(fields))};
   }
-  return lines.fields;
+  return shared.fields;
 }
 
 void removeDumpFields(Dictionary fields) {

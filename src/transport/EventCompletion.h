@@ -8,27 +8,28 @@
 #include <pxalog/String.h>
 
 #include "api/handle/common_fields.h"
-#include "event/CommonFields.h"
+#include "event/SharedLineFields.h"
 #include "event/VeskEvent.h"
 
 namespace pxa {
 
 /// Completes the events of one pass with what is only known when they are sent. The log lines of a handle
-/// share their common fields for as long as these stay the same. Used by the send thread alone.
+/// share what they are completed with until one of the facts behind it changes. Used by the send thread alone.
 class EventCompletion {
  public:
-  /// Sets the host, the common fields and the user. False, and nothing done, for an unknown handle.
+  /// Sets the host, the common fields and the user. A log line that can share them does, and gets none of
+  /// those that only travel with a dump. False, and nothing done, for an unknown handle.
   [[nodiscard]] bool complete(VeskEvent& event, const String& handleId);
 
  private:
-  /// What log lines got, and from which facts it was made.
-  struct LinesOfAHandle {
+  /// What lines of a handle share, and the facts behind it.
+  struct Shared {
     std::optional<CommonFacts> facts;
-    CommonFieldsRef fields;  // nullptr when they cannot share them
+    SharedLineFieldsRef fields;  // nullptr when lines cannot share them
   };
-  const CommonFieldsRef& fieldsOfLines(const String& handleId, const CommonFacts& facts);
+  const SharedLineFieldsRef& sharedFields(const String& handleId, const CommonFacts& facts);
 
-  std::map<std::string, LinesOfAHandle, std::less<>> lines_;  // by handle id
+  std::map<std::string, Shared, std::less<>> shared_;  // by handle id
 };
 
 /// Takes out the fields that only travel with a dump.

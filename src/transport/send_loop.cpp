@@ -76,6 +76,7 @@ void startNewSession(const VeskEventRef& crash, BulkEventLists::EventList& bulk,
 /// before the event is in the list.
 bool gather(const VeskEventRef& event, const VeskHandleRef& handle) {
   const bool hasDump = event->field(key::dumpData().view()) != nullptr;
+  // A line without a dictionary was completed without them.
   if (!hasDump && event->line() == nullptr) removeDumpFields(event->fields().dictionary());
   const GlobalGuard guard;
   BulkEventLists::EventList* bulk = bulkEventLists().find(event->projectName().bytes());

@@ -368,21 +368,22 @@ TEST(EventJson, LeavesTheBulkAsItWasWhenItCannotBeWritten) {
   EXPECT_EQ(text.view(), R"([before{"rdmBulkIndex":"0"})");
 }
 
-/// A log line, completed with the common fields if there are some.
-VeskEventRef logLine(const String& errorCode, const CommonFieldsRef& common) {
+/// A log line, completed with the fields if there are some.
+VeskEventRef logLine(const String& errorCode, const SharedLineFieldsRef& shared) {
   auto line = std::make_shared<VeskEvent>("INFO", errorCode, Data("a \"body\""sv), 12);
   line->setOrigin(std::make_shared<const EventOrigin>(EventOrigin{"name", nullptr, "type", "source", "7"}));
-  if (common != nullptr) line->completeLine(common);
+  if (shared != nullptr) line->completeLine(shared);
   return line;
 }
 
 TEST(EventJson, OfALogLineIsThatOfTheSameFieldsInADictionary) {
-  const CommonFieldsRef common = CommonFields::of({{"Platform", Data("iOS 12.1"sv)},
-                                                   {"a \"quoted\" name", "line\nend"},
-                                                   {"empty", ""},
-                                                   {"errorRate", "2"}});
-  ASSERT_NE(common, nullptr);
-  for (const CommonFieldsRef& completion : {CommonFieldsRef(), CommonFields::of(Dictionary()), common})
+  const SharedLineFieldsRef shared = SharedLineFields::of({{"Platform", Data("iOS 12.1"sv)},
+                                                           {"a \"quoted\" name", "line\nend"},
+                                                           {"empty", ""},
+                                                           {"errorRate", "2"}});
+  ASSERT_NE(shared, nullptr);
+  for (const SharedLineFieldsRef& completion :
+       {SharedLineFieldsRef(), SharedLineFields::of(Dictionary()), shared})
     for (const char* errorCode : {"", "E1"}) {
       const VeskEventRef line = logLine(errorCode, completion);
       const Data alone = getJsonFromVeskEvent(line);

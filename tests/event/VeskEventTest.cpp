@@ -374,7 +374,7 @@ TEST(LogLine, HasTheFieldsThatItIsGivenInsteadOfItsOwn) {
 
 TEST(LogLine, HasWhatItIsCompletedWithBehindItsOwnFields) {
   const VeskEventRef event = logLine("INFO", "E1");
-  event->completeLine(CommonFields::of({{"Platform", Data("iOS"sv)}, {"mine", "text"}}));
+  event->completeLine(SharedLineFields::of({{"Platform", Data("iOS"sv)}, {"mine", "text"}}));
   ASSERT_NE(event->field("mine"), nullptr);
   EXPECT_TRUE(*event->field("mine") == Value("text"));
   EXPECT_TRUE(*event->field("errorCode") == Value(Data("E1"sv)));
@@ -386,27 +386,14 @@ TEST(LogLine, HasWhatItIsCompletedWithBehindItsOwnFields) {
 }
 
 TEST(LogLine, ChangesNoOtherLineWithItsFields) {
-  const CommonFieldsRef common = CommonFields::of({{"mine", "text"}});
+  const SharedLineFieldsRef shared = SharedLineFields::of({{"mine", "text"}});
   const VeskEventRef event = logLine("INFO", nullptr);
   const VeskEventRef other = logLine("INFO", nullptr);
-  event->completeLine(common);
-  other->completeLine(common);
+  event->completeLine(shared);
+  other->completeLine(shared);
   event->fields().dictionary().set("mine", "changed");
   EXPECT_TRUE(*other->field("mine") == Value("text"));
   EXPECT_TRUE(other->fields().dictionary().value("mine") == Value("text"));
-}
-
-TEST(CommonFields, CannotBeSharedUnderANameThatLinesHaveOfTheirOwnOrNever) {
-  for (const char* name : {"projectName", "projectVersion", "logType", "logSource", "body", "sendTime",
-                           "host", "logLevel", "errorCode", "rdmBulkIndex", "DmpData"})
-    EXPECT_EQ(CommonFields::of({{"mine", "text"}, {name, "text"}}), nullptr) << name;
-  EXPECT_NE(CommonFields::of({{"mine", "text"}, {"errorRate", "text"}}), nullptr);
-  EXPECT_NE(CommonFields::of(Dictionary()), nullptr);
-}
-
-TEST(CommonFields, CannotBeSharedWhenOneIsNoText) {
-  for (const Value& other : {Value(), Value(1), Value(Array()), Value(Dictionary()), Value(Data("\xFF"sv))})
-    EXPECT_EQ(CommonFields::of({{"mine", "text"}, {"other", other}}), nullptr);
 }
 
 TEST(LogLine, ChangesAloneWhatItSharesWithOthers) {

@@ -343,6 +343,18 @@ TEST_F(SendLoopBetweenLines, CompletesEachWithTheUserOfItsMoment) {
               ElementsAre("ada", "grace"));
 }
 
+TEST_F(SendLoopBetweenLines, CompletesOneWithoutAUserAndOneWithAnEmptyUser) {
+  PXALog::setUserId_forHandlerId(nullptr, "h");
+  EXPECT_THAT(sentAround([] { PXALog::setUserId_forHandlerId("", "h"); }, "UserID"),
+              ElementsAre("(none)", ""));
+}
+
+TEST_F(SendLoopBetweenLines, CompletesOneWithoutTheCustomFieldThatIsRemoved) {
+  PXALog::setCustomField_forKey_forHandleId("old", "mine", "h");
+  EXPECT_THAT(sentAround([] { PXALog::removeCustomFieldForKey_forHandleId("mine", "h"); }, "mine"),
+              ElementsAre("old", "(none)"));
+}
+
 TEST_F(SendLoopBetweenLines, CompletesEachWithTheCustomFieldsOfItsMoment) {
   PXALog::setCustomField_forKey_forHandleId("old", "mine", "h");
   EXPECT_THAT(sentAround([] { PXALog::setCustomField_forKey_forHandleId("new", "mine", "h"); }, "mine"),
@@ -393,13 +405,13 @@ TEST_F(SendLoop, SendsALogLineWithoutTheDumpsFields) {
   EXPECT_THAT(textsOf(p_, 0, "logVersion"), ElementsAre("v2"));
 }
 
-TEST_F(SendLoop, SendsALogLineWhoseCustomFieldIsNamedLikeTheIndexInTheBulk) {
+TEST_F(SendLoop, SendsTheIndexInTheBulkOfALogLineInsteadOfACustomFieldOfThatName) {
   startSendLoop(p_);
   PXALog::setCustomField_forKey_forHandleId("mine", "rdmBulkIndex", "h");
   PXALog::info_withMessage_atLocation_forHandleId(nullptr, "message", nullptr, "h");
   ASSERT_TRUE(letOnePassHappen());
   EXPECT_THAT(textsOf(p_, 0, "rdmBulkIndex"), ElementsAre("0"));
-  EXPECT_THAT(textsOf(p_, 0, "SymMethod"), ElementsAre("(none)"));
+  EXPECT_EQ(p_.urlLoader.bodies().at(0).find("mine"), std::string::npos);
 }
 
 TEST_F(SendLoop, TakesACustomErrorRateOfALogLineForItsOwn) {

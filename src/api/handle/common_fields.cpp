@@ -94,7 +94,7 @@ String currentNetworkType() {
   return "No Connection"_text;
 }
 
-bool isOneDictionary(const Value& left, const Value& right) {
+bool isOneDictionary(const Dictionary& left, const Dictionary& right) {
   return &detail::Borrow::dictionary(left) == &detail::Borrow::dictionary(right);
 }
 
@@ -119,13 +119,13 @@ std::optional<CommonFacts> CommonFacts::of(const String& handleId) {
 }
 
 void CommonFacts::copyTo(Dictionary fields) const {
-  fields.setAll(deviceFields.dictionary());
+  fields.setAll(deviceFields);
   fields.set(key::networkType(), networkType.utf8());
   if (!userId.isNil()) fields.set(key::userId(), userId.utf8());
-  fields.setMissing(customTexts.dictionary());
+  fields.setMissing(customTexts);
 }
 
-bool CommonFacts::areStill(const CommonFacts& other) const {
+bool CommonFacts::isKnownToEqual(const CommonFacts& other) const {
   return isOneDictionary(deviceFields, other.deviceFields) &&
          isOneDictionary(customTexts, other.customTexts) && networkType == other.networkType &&
          userId == other.userId;

@@ -5,7 +5,6 @@
 
 #include <pxalog/Dictionary.h>
 #include <pxalog/String.h>
-#include <pxalog/Value.h>
 
 namespace pxa {
 
@@ -19,20 +18,21 @@ bool copyCommonFields_forHandlerId(Dictionary fields, const String& handleId);
 
 }  // namespace PXALog
 
-/// What the common fields of a handle's events are made of, as of one moment. Never changes.
+/// What the common fields of a handle's events are made of, as of one moment. Its dictionaries are others' too:
+/// nobody changes them.
 struct CommonFacts {
-  Value deviceFields;  ///< dictionary
+  Dictionary deviceFields;
   String networkType;
   String userId;
-  Value customTexts;  ///< dictionary
+  Dictionary customTexts;
 
   /// The facts of the handle as known now; nothing for an unknown handle.
   static std::optional<CommonFacts> of(const String& handleId);
 
   /// Does the work of copyCommonFields.
   void copyTo(Dictionary fields) const;
-  /// Whether both are known to be the same; they may be so without it.
-  [[nodiscard]] bool areStill(const CommonFacts& other) const;
+  /// False also where the facts of the device or the custom fields are equal, but were read anew.
+  [[nodiscard]] bool isKnownToEqual(const CommonFacts& other) const;
 };
 
 /// Sets a field to the text's bytes, or to those of "Unknown" when it is nil or empty.

@@ -193,7 +193,7 @@ std::size_t levelsInside(std::size_t levelsLeft) {
 Json numberToJson(const Number& number, std::size_t levelsLeft) {
   if (number.kind() == Number::Kind::Char && isOfAnArchivesOwnKind(number)) return number.boolValue();
   if (isOfAnArchivesOwnKind(number)) return valueOf(number);
-  levelsInside(levelsLeft);
+  levelsInside(levelsLeft);  // there must be one for the mark
   return Json::object(
       {{kMark + std::string(kKindNames[static_cast<std::size_t>(number.kind())]), valueOf(number)}});
 }

@@ -8,18 +8,20 @@
 
 namespace pxa {
 
-class CommonFields;
-using CommonFieldsRef = std::shared_ptr<const CommonFields>;
+class SharedLineFields;
+using SharedLineFieldsRef = std::shared_ptr<const SharedLineFields>;
 
-/// Fields that log lines have in common when they are sent, written as JSON once for all of them. They never
-/// change.
-class CommonFields {
+/// The fields that log lines get when they are sent and share with others, written as JSON once for all of them.
+/// They never change.
+class SharedLineFields {
  public:
   /// Takes the dictionary over. nullptr when log lines cannot share the fields: one of them is no text, or has
   /// the name of something that a line has of its own, or never has.
-  static CommonFieldsRef of(Dictionary fields);
+  static SharedLineFieldsRef of(Dictionary fields);
 
-  CommonFields(Dictionary fields, Data members) : fields_(std::move(fields)), members_(std::move(members)) {}
+  /// For of().
+  SharedLineFields(Dictionary fields, Data members)
+      : fields_(std::move(fields)), members_(std::move(members)) {}
 
   [[nodiscard]] const Dictionary& fields() const { return fields_; }
   /// The fields as members of a JSON object, each behind a comma.

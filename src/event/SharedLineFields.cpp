@@ -1,4 +1,4 @@
-#include "event/CommonFields.h"
+#include "event/SharedLineFields.h"
 
 #include <algorithm>
 #include <string_view>
@@ -35,10 +35,10 @@ Data membersOf(const Dictionary& fields) {
 
 }  // namespace
 
-CommonFieldsRef CommonFields::of(Dictionary fields) {
+SharedLineFieldsRef SharedLineFields::of(Dictionary fields) {
   if (!std::all_of(fields.begin(), fields.end(), canBeShared)) return nullptr;
   Data members = membersOf(fields);
-  return std::make_shared<const CommonFields>(std::move(fields), std::move(members));
+  return std::make_shared<const SharedLineFields>(std::move(fields), std::move(members));
 }
 
 }  // namespace pxa
