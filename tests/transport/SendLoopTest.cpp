@@ -575,6 +575,21 @@ TEST_F(SendLoop, LetsANewSessionTravelWithAUnityCrash) {
   EXPECT_THAT(textsOf(p_, 0, "rdmBulkIndex"), ElementsAre("0", "1"));
 }
 
+TEST_F(SendLoop, SendsLogLinesBehindAUnityCrashInItsNewSession) {
+  openWithoutSessionLog("unity", {.appKey = "unityApp", .unityVersion = "2019.1"});
+  p_.device.generationOfFacts = 1;
+  startSendLoop(p_);
+  PXALog::info_withMessage_atLocation_forHandleId(nullptr, "before", nullptr, "unity");
+  enqueueEvent({.dump = bytesOf("dump"), .handleId = "unity", .projectName = "unityApp"});
+  PXALog::info_withMessage_atLocation_forHandleId(nullptr, "after", nullptr, "unity");
+  ASSERT_TRUE(letOnePassHappen());
+  const Texts sessions = textsOf(p_, 0, "SessionID");
+  ASSERT_THAT(sessions, SizeIs(4));
+  EXPECT_EQ(sessions[0], sessions[1]);
+  EXPECT_NE(sessions[1], sessions[2]);
+  EXPECT_EQ(sessions[2], sessions[3]);
+}
+
 TEST_F(SendLoop, StartsNoNewSessionForACrashWithoutUnity) {
   startSendLoop(p_);
   enqueueEvent({.dump = bytesOf("dump"), .logType = "CRASH"});
