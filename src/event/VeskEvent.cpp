@@ -11,8 +11,8 @@ VeskEvent::VeskEvent(const String& logLevel, const String& errorCode, Data body,
     : body_(std::move(body)),
       sendTime_(sendTime),
       host_(""_text),
-      line_({(logLevel.isNil() ? ""_text : logLevel).utf8(), errorCode.isEmpty() ? Value() : errorCode.utf8(),
-             nullptr}) {}
+      fields_(LineFields{(logLevel.isNil() ? ""_text : logLevel).utf8(),
+                         errorCode.isEmpty() ? Value() : errorCode.utf8(), nullptr}) {}
 
 VeskEventRef
 VeskEvent::initWithProjectName_projectVersion_logType_logSource_body_sendTime_host_fields_handleId(
@@ -31,23 +31,24 @@ const EventOriginRef& VeskEvent::noOrigin() {
 }
 
 const Value* VeskEvent::field(std::string_view key) const {
-  if (line_) {
-    if (key == key::logLevel().view()) return &line_->logLevel;
-    if (key == key::errorCode().view()) return line_->errorCode.isNull() ? nullptr : &line_->errorCode;
-    return line_->shared == nullptr ? nullptr : line_->shared->fields().find(key);
+  if (const LineFields* line = this->line()) {
+    if (key == key::logLevel().view()) return &line->logLevel;
+    if (key == key::errorCode().view()) return line->errorCode.isNull() ? nullptr : &line->errorCode;
+    return line->shared == nullptr ? nullptr : line->shared->fields().find(key);
   }
-  if (fields_.kind() != Value::Kind::Dictionary) return nullptr;
-  const auto* const entry = detail::Borrow::dictionary(fields_).find(key);
+  const Value& all = fields();
+  if (all.kind() != Value::Kind::Dictionary) return nullptr;
+  const auto* const entry = detail::Borrow::dictionary(all).find(key);
   return entry == nullptr ? nullptr : &entry->value;
 }
 
 void VeskEvent::makeFields() const {
+  const LineFields& line = *this->line();
   Dictionary fields;
-  if (!line_->errorCode.isNull()) fields.set(key::errorCode(), line_->errorCode);
-  fields.set(key::logLevel(), line_->logLevel);
-  if (line_->shared != nullptr) fields.setAll(line_->shared->fields());
-  fields_ = std::move(fields);
-  line_.reset();
+  if (!line.errorCode.isNull()) fields.set(key::errorCode(), line.errorCode);
+  fields.set(key::logLevel(), line.logLevel);
+  if (line.shared != nullptr) fields.setAll(line.shared->fields());
+  fields_ = Value(std::move(fields));
 }
 
 void VeskEvent::changeOrigin(Value EventOrigin::*member, Value value) {

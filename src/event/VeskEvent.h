@@ -2,9 +2,9 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string_view>
 #include <utility>
+#include <variant>
 
 #include <pxalog/Dictionary.h>
 #include <pxalog/String.h>
@@ -73,14 +73,16 @@ class VeskEvent {
   [[nodiscard]] const Value& host() const { return host_; }
   /// The dictionary of a log line is made when it is first asked for.
   [[nodiscard]] const Value& fields() const {
-    if (line_) makeFields();
-    return fields_;
+    if (line() != nullptr) makeFields();
+    return *std::get_if<Value>(&fields_);
   }
   /// The fields of a log line of which no dictionary is made; nullptr for any other event. Valid until fields()
   /// is asked for or the event is changed.
-  [[nodiscard]] const LineFields* line() const { return line_ ? &*line_ : nullptr; }
+  [[nodiscard]] const LineFields* line() const { return std::get_if<LineFields>(&fields_); }
   /// Gives a log line of which no dictionary is made the fields that it shares with others.
-  void completeLine(SharedLineFieldsRef shared) { line_->shared = std::move(shared); }
+  void completeLine(SharedLineFieldsRef shared) {
+    std::get_if<LineFields>(&fields_)->shared = std::move(shared);
+  }
   /// The field under the key; nullptr when there is none. Valid as long as line().
   [[nodiscard]] const Value* field(std::string_view key) const;
   [[nodiscard]] const Value& handleId() const { return origin_->handleId; }
@@ -93,10 +95,7 @@ class VeskEvent {
   void setBody(Value value) { body_ = std::move(value); }
   void setSendTime(std::int64_t value) { sendTime_ = value; }
   void setHost(Value value) { host_ = std::move(value); }
-  void setFields(Value value) {
-    line_.reset();
-    fields_ = std::move(value);
-  }
+  void setFields(Value value) { fields_ = std::move(value); }
 
   /// Keeps a value that nothing reads: an event gets its handle id when it is made, and never another one.
   void sethandleId(Value value) { changeOrigin(&EventOrigin::laterHandleId, std::move(value)); }
@@ -116,8 +115,7 @@ class VeskEvent {
   Value body_;
   std::int64_t sendTime_ = 0;
   Value host_;
-  mutable Value fields_;
-  mutable std::optional<LineFields> line_;  // until the dictionary is made
+  mutable std::variant<Value, LineFields> fields_;
 };
 
 }  // namespace pxa
